@@ -1,0 +1,38 @@
+# Language level, warnings and sanitizers, as usage requirements of two interface targets:
+#   commonutilities_options   what every target of this tree is built with
+#   commonutilities_core      what the library's own sources are built with besides
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+find_package(Threads REQUIRED)
+
+add_library(commonutilities_options INTERFACE)
+target_compile_options(commonutilities_options INTERFACE
+  -Wall -Wextra -Wshadow -Wformat=2 -Wno-format-nonliteral
+  -funwind-tables)
+if(COMMONUTILITIES_WERROR)
+  target_compile_options(commonutilities_options INTERFACE -Werror)
+endif()
+if(COMMONUTILITIES_SANITIZE)
+  target_compile_options(commonutilities_options INTERFACE
+    -fsanitize=${COMMONUTILITIES_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(commonutilities_options INTERFACE -fsanitize=${COMMONUTILITIES_SANITIZE})
+endif()
+
+# The library's sources see no C++ runtime: none is there when a daemon runs.
+add_library(commonutilities_core INTERFACE)
+target_link_libraries(commonutilities_core INTERFACE commonutilities_options)
+target_compile_options(commonutilities_core INTERFACE
+  -Wconversion
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility-inlines-hidden>
+  -fvisibility=hidden -ffunction-sections -fdata-sections)
+target_compile_definitions(commonutilities_core INTERFACE _GNU_SOURCE)

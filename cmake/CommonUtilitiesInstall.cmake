@@ -1,0 +1,24 @@
+# Install rules, the CMake package and the pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS commonutilities EXPORT commonutilities-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/commonutilities COMPONENT dev FILES_MATCHING PATTERN "*.h")
+
+set(_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/commonutilities)
+install(EXPORT commonutilities-targets NAMESPACE commonutilities::
+  DESTINATION ${_package_dir} COMPONENT dev)
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/commonutilities-config.cmake.in
+  ${PROJECT_BINARY_DIR}/commonutilities-config.cmake INSTALL_DESTINATION ${_package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/commonutilities-config-version.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/commonutilities-config.cmake
+  ${PROJECT_BINARY_DIR}/commonutilities-config-version.cmake
+  DESTINATION ${_package_dir} COMPONENT dev)
+
+configure_file(${CMAKE_CURRENT_LIST_DIR}/commonutilities.pc.in
+  ${PROJECT_BINARY_DIR}/commonutilities.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/commonutilities.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)

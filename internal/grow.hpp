@@ -1,0 +1,58 @@
+// Growing malloc memory by small steps in linear time, and the (count, list) pair of the schema
+// records.
+#ifndef COMMONUTILITIES_INTERNAL_GROW_HPP
+#define COMMONUTILITIES_INTERNAL_GROW_HPP
+
+#include <stddef.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <bit>
+
+namespace cu {
+
+/// `size` rounded up to the next eighth of a power of two: at most 12.5 % slack, and a buffer that
+/// grows a byte at a time is moved a logarithmic number of times. Exact below 16 and where rounding
+/// would overflow.
+constexpr size_t RoundedSize(size_t size) {
+  if (size < 16) return size;
+  const size_t step = size_t{1} << (std::bit_width(size - 1) - 4);
+  const size_t rounded = (size + step - 1) & ~(step - 1);
+  return rounded < size ? size : rounded;
+}
+
+/// realloc() to at least `size` bytes. It is called at each growth, also when the rounded size has
+/// not changed, so that memory which a caller supplied is grown rightly too.
+[[nodiscard]] inline void *ReallocRounded(void *memory, size_t size) {
+  return realloc(memory, RoundedSize(size));
+}
+
+/// realloc() of an array to at least `count` elements; null when the size overflows.
+template <typename T>
+[[nodiscard]] T *ReallocArray(T *array, size_t count) {
+  size_t size = 0;
+  if (__builtin_mul_overflow(count, sizeof(T), &size)) return nullptr;
+  return static_cast<T *>(ReallocRounded(array, size));
+}
+
+/// Makes element `index` of a (count, list) pair exist: a list that is too short grows to index + 1
+/// elements, the new ones zeroed. False when there is no memory; the pair is then unchanged, and
+/// what a failed growth leaves behind is the caller's to decide.
+template <typename T>
+[[nodiscard]] bool GrowToIndex(uint32_t &count, T *&list, uint32_t index) {
+  if (index < count && list != nullptr) return true;
+  const size_t held = list == nullptr ? 0 : count;
+  const size_t wanted = size_t{index} + 1;
+  if (wanted > UINT32_MAX) return false;
+  T *const grown = ReallocArray(list, wanted);
+  if (grown == nullptr) return false;
+  memset(static_cast<void *>(grown + held), 0, (wanted - held) * sizeof(T));
+  list = grown;
+  count = static_cast<uint32_t>(wanted);
+  return true;
+}
+
+}  // namespace cu
+
+#endif
