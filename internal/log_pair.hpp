@@ -22,16 +22,16 @@ inline bool LogLevelEnabled(uint32_t level) {
 
 /// Both members of the pair, one after the other. `format` begins with "[%s:%d]".
 [[gnu::cold, gnu::noinline, gnu::format(printf, 2, 3)]] void EmitLogPair(uint32_t level,
-                                                                          const char *format,
-                                                                          const char *module,
-                                                                          int line, ...);
+                                                                         const char *format,
+                                                                         const char *module,
+                                                                         int line, ...);
 
 }  // namespace cu
 
 /// Logs through the pair. The arguments are evaluated once, and only when the level is on.
-#define CU_LOG(level, text, ...)                                                     \
-  do {                                                                               \
-    if (cu::LogLevelEnabled(level)) [[unlikely]]                                     \
+#define CU_LOG(level, text, ...)                                                               \
+  do {                                                                                         \
+    if (cu::LogLevelEnabled(level)) [[unlikely]]                                               \
       cu::EmitLogPair(level, "[%s:%d]" text, kLogModule, __LINE__ __VA_OPT__(, ) __VA_ARGS__); \
   } while (0)
 

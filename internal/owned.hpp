@@ -21,8 +21,8 @@ struct FreeDeleter {
 template <typename T>
 using Owned = std::unique_ptr<T, FreeDeleter>;
 
-/// A heap string of `length` characters and a terminator that the caller is about to fill; null when
-/// there is no memory.
+/// A heap string of `length` characters and a terminator that the caller is about to fill; null
+/// when there is no memory.
 inline Owned<char> NewString(size_t length) {
   Owned<char> text(length == SIZE_MAX ? nullptr : static_cast<char *>(malloc(length + 1)));
   if (text) text.get()[length] = '\0';
@@ -36,7 +36,9 @@ inline Owned<char> CopyString(const char *source, size_t length) {
   return text;
 }
 
-inline Owned<char> CopyString(const char *source) { return CopyString(source, strlen(source)); }
+inline Owned<char> CopyString(const char *source) {
+  return CopyString(source, strlen(source));
+}
 
 struct StreamCloser {
   void operator()(FILE *stream) const { fclose(stream); }

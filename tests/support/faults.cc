@@ -36,7 +36,9 @@ bool Fails(Call call) {
   return true;
 }
 
-bool IsShort() { return g_error == 0; }
+bool IsShort() {
+  return g_error == 0;
+}
 
 }  // namespace
 
@@ -49,10 +51,16 @@ Fault::Fault(Call call, long k, int error, Reach reach) {
   g_call.store(static_cast<int>(call), std::memory_order_release);
 }
 
-Fault::~Fault() { g_call.store(-1, std::memory_order_release); }
+Fault::~Fault() {
+  g_call.store(-1, std::memory_order_release);
+}
 
-bool Fault::fired() const { return g_fired; }
-long Fault::calls() const { return g_calls; }
+bool Fault::fired() const {
+  return g_fired;
+}
+long Fault::calls() const {
+  return g_calls;
+}
 
 }  // namespace cu_test
 
@@ -77,9 +85,10 @@ WRAP(Call::kMemory, nullptr, char *, strdup, (const char *text), (text))
 
 WRAP(Call::kFopen, nullptr, FILE *, fopen, (const char *path, const char *mode), (path, mode))
 WRAP(Call::kFdopen, nullptr, FILE *, fdopen, (int fd, const char *mode), (fd, mode))
-WRAP(Call::kFflush, EOF, int, fflush, (FILE *stream), (stream))
-WRAP(Call::kFseek, -1, int, fseek, (FILE *stream, long offset, int whence), (stream, offset, whence))
-WRAP(Call::kFtell, -1, long, ftell, (FILE *stream), (stream))
+WRAP(Call::kFflush, EOF, int, fflush, (FILE * stream), (stream))
+WRAP(Call::kFseek, -1, int, fseek, (FILE * stream, long offset, int whence),
+     (stream, offset, whence))
+WRAP(Call::kFtell, -1, long, ftell, (FILE * stream), (stream))
 WRAP(Call::kLseek, -1, off_t, lseek, (int fd, off_t offset, int whence), (fd, offset, whence))
 WRAP(Call::kFtruncate, -1, int, ftruncate, (int fd, off_t size), (fd, size))
 WRAP(Call::kRename, -1, int, rename, (const char *from, const char *to), (from, to))
@@ -88,14 +97,14 @@ WRAP(Call::kUnlink, -1, int, unlink, (const char *path), (path))
 WRAP(Call::kMkstemp, -1, int, mkstemp, (char *path), (path))
 WRAP(Call::kMkdir, -1, int, mkdir, (const char *path, mode_t mode), (path, mode))
 WRAP(Call::kStat, -1, int, stat, (const char *path, struct stat *out), (path, out))
-WRAP(Call::kPoll, -1, int, poll, (struct pollfd *fds, nfds_t count, int timeout),
+WRAP(Call::kPoll, -1, int, poll, (struct pollfd * fds, nfds_t count, int timeout),
      (fds, count, timeout))
 WRAP(Call::kMmap, MAP_FAILED, void *, mmap,
      (void *address, size_t size, int prot, int flags, int fd, off_t offset),
      (address, size, prot, flags, fd, offset))
 WRAP(Call::kShmOpen, -1, int, shm_open, (const char *name, int flags, mode_t mode),
      (name, flags, mode))
-WRAP(Call::kSemInit, -1, int, sem_init, (sem_t *sem, int shared, unsigned value),
+WRAP(Call::kSemInit, -1, int, sem_init, (sem_t * sem, int shared, unsigned value),
      (sem, shared, value))
 WRAP(Call::kDlopen, nullptr, void *, dlopen, (const char *path, int mode), (path, mode))
 WRAP(Call::kClockGettime, -1, int, clock_gettime, (clockid_t clock, struct timespec *out),

@@ -1,5 +1,5 @@
-// Makes allocations and system calls of the library fail on demand, in programs that were built with
-// cu_add_test(... FAULTS). Usage, the loop that reaches every failure branch:
+// Makes allocations and system calls of the library fail on demand, in programs that were built
+// with cu_add_test(... FAULTS). Usage, the loop that reaches every failure branch:
 //
 //   for (long k = 1;; ++k) {
 //     cu_test::Fault fault(cu_test::Call::kMemory, k);      // the k-th allocation fails
@@ -17,10 +17,35 @@ namespace cu_test {
 
 enum class Call {
   kMemory,  // malloc, calloc, realloc and strdup, counted together
-  kFopen, kFdopen, kFclose, kFread, kFwrite, kFflush, kFseek, kFtell,
-  kOpen, kClose, kRead, kWrite, kPwrite, kLseek, kFtruncate, kRename, kRemove, kUnlink,
-  kMkstemp, kMkdir, kStat,
-  kPoll, kMmap, kShmOpen, kSemOpen, kSemInit, kDlopen, kClockGettime, kTimerfdCreate,
+  kFopen,
+  kFdopen,
+  kFclose,
+  kFread,
+  kFwrite,
+  kFflush,
+  kFseek,
+  kFtell,
+  kOpen,
+  kClose,
+  kRead,
+  kWrite,
+  kPwrite,
+  kLseek,
+  kFtruncate,
+  kRename,
+  kRemove,
+  kUnlink,
+  kMkstemp,
+  kMkdir,
+  kStat,
+  kPoll,
+  kMmap,
+  kShmOpen,
+  kSemOpen,
+  kSemInit,
+  kDlopen,
+  kClockGettime,
+  kTimerfdCreate,
   kCount
 };
 
