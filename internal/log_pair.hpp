@@ -20,11 +20,10 @@ inline bool LogLevelEnabled(uint32_t level) {
          (__atomic_load_n(&block->logLevelMask, __ATOMIC_RELAXED) >> level & 1U) != 0;
 }
 
-/// Both members of the pair, one after the other. `format` begins with "[%s:%d]".
+/// Both members of the pair, one after the other. `format` begins with "[%s:%d]", the arguments
+/// with the module and the line. The level is on.
 [[gnu::cold, gnu::noinline, gnu::format(printf, 2, 3)]] void EmitLogPair(uint32_t level,
-                                                                         const char *format,
-                                                                         const char *module,
-                                                                         int line, ...);
+                                                                         const char *format, ...);
 
 }  // namespace cu
 

@@ -1,0 +1,178 @@
+#include "include/dbglog.h"
+
+#include <errno.h>
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "internal/locks.hpp"
+#include "internal/log_pair.hpp"
+#include "logging/circular_log_file.hpp"
+#include "logging/hex_dump.hpp"
+#include "logging/thread_tag.hpp"
+#include "logging/time_stamp.hpp"
+
+namespace {
+
+/// A line and its terminator; the rest of a longer line is dropped.
+constexpr size_t kLineSize = 2048;
+
+/// The heading of a dump on standard error and its terminator.
+constexpr size_t kConsoleTraceSize = 128;
+
+constexpr char kLevelNames[][11] = {"EMERGENCY", "ALERT", "CRITICAL", "ERROR", "WARNING",
+                                    "NOTICE",    "INFO",  "DEBUG",    "TRACE", "TRACEDEBUG"};
+static_assert(std::size(kLevelNames) == DBGLOG_TRACEDEBUG + 1);
+
+/// "[pid : tid NAME (time)]"
+constexpr size_t kHeaderSize =
+    cu::kThreadTagSize + sizeof(kLevelNames[0]) + 2 + cu::kTimeStampSize + 2;
+static_assert(kHeaderSize < kConsoleTraceSize);
+
+/// A log call leaves errno as it was, so that it may stand between a failed call and the use of its
+/// errno. It is no cancellation point either: a thread cancelled in it would leave with the lock.
+class CallerUndisturbed {
+ public:
+  CallerUndisturbed() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_); }
+  ~CallerUndisturbed() {
+    pthread_setcancelstate(cancel_state_, nullptr);
+    errno = errno_;
+  }
+  CallerUndisturbed(const CallerUndisturbed &) = delete;
+  CallerUndisturbed &operator=(const CallerUndisturbed &) = delete;
+
+ private:
+  const int errno_ = errno;
+  int cancel_state_ = PTHREAD_CANCEL_ENABLE;
+};
+
+enum class Stamp { kNone, kTime };
+
+char *AppendHeader(char *dst, uint32_t level, Stamp stamp) {
+  dst = cu::AppendThreadTag(dst);
+  const size_t name_length = strlen(kLevelNames[level]);
+  memcpy(dst, kLevelNames[level], name_length);
+  dst += name_length;
+  if (stamp == Stamp::kTime) {
+    *dst++ = ' ';
+    *dst++ = '(';
+    dst = cu::AppendTimeStamp(dst);
+    *dst++ = ')';
+  }
+  *dst++ = ']';
+  return dst;
+}
+
+/// Header and message; returns the length, which a NUL that the message prints ends.
+size_t ComposeLine(char (&line)[kLineSize], uint32_t level, Stamp stamp, const char *format,
+                   va_list arguments) {
+  char *const message = AppendHeader(line, level, stamp);
+  const size_t room = kLineSize - static_cast<size_t>(message - line);
+  *message = '\0';
+  vsnprintf(message, room, format, arguments);
+  return static_cast<size_t>(message - line) + strnlen(message, room - 1);
+}
+
+bool FileOutputOn(uint32_t level) {
+  return cu::LogLevelEnabled(level) &&
+         __atomic_load_n(&gDBGLogCtrl->loggingEnabled, __ATOMIC_RELAXED) != 0;
+}
+
+bool ConsoleOnLocked(const DBGLogCtrl &block) {
+  return __atomic_load_n(&block.loggingEnabled, __ATOMIC_RELAXED) != 0 && block.consoleEnabled != 0;
+}
+
+bool ConsoleOn(DBGLogCtrl &block) {
+  const cu::MutexLock lock(block.lock);
+  return ConsoleOnLocked(block);
+}
+
+[[gnu::cold, gnu::noinline]] void WriteToFile(DBGLogCtrl &block, uint32_t level, const char *format,
+                                              va_list arguments) {
+  const CallerUndisturbed undisturbed;
+  const cu::MutexLock lock(block.lock);
+  char line[kLineSize];
+  const size_t length = ComposeLine(line, level, Stamp::kTime, format, arguments);
+  if (block.logFile == nullptr) return;
+  fwrite(line, 1, length, block.logFile);
+  cu::FinishLogWriteLocked(block);
+}
+
+void WriteToSyslog(DBGLogCtrl &block, uint32_t level, const char *line) {
+  const cu::MutexLock lock(block.lock);
+  if (block.syslogEnabled != 0) syslog(static_cast<int>(level), "%s", line);
+}
+
+[[gnu::cold, gnu::noinline]] void WriteToConsole(DBGLogCtrl &block, uint32_t level,
+                                                 const char *format, va_list arguments) {
+  const CallerUndisturbed undisturbed;
+  if (!ConsoleOn(block)) return;
+  char line[kLineSize];
+  const size_t length = ComposeLine(line, level, Stamp::kNone, format, arguments);
+  line[length] = '\n';
+  fwrite(line, 1, length + 1, stderr);
+  line[length] = '\0';
+  WriteToSyslog(block, level, line);
+}
+
+}  // namespace
+
+void cu::EmitLogPair(uint32_t level, const char *format, ...) {
+  va_list arguments;
+  if (FileOutputOn(level)) {
+    va_start(arguments, format);
+    WriteToFile(*gDBGLogCtrl, level, format, arguments);
+    va_end(arguments);
+  }
+  va_start(arguments, format);
+  WriteToConsole(*gDBGLogCtrl, level, format, arguments);
+  va_end(arguments);
+}
+
+void DbgLog_DumptoLog(uint32_t level, const char *format, ...) {
+  if (!FileOutputOn(level) || format == nullptr) return;
+  va_list arguments;
+  va_start(arguments, format);
+  WriteToFile(*gDBGLogCtrl, level, format, arguments);
+  va_end(arguments);
+}
+
+void DbgLog_DumptoStdError(int32_t level, const char *format, ...) {
+  if (!cu::LogLevelEnabled(static_cast<uint32_t>(level)) || format == nullptr) return;
+  va_list arguments;
+  va_start(arguments, format);
+  WriteToConsole(*gDBGLogCtrl, static_cast<uint32_t>(level), format, arguments);
+  va_end(arguments);
+}
+
+void DbgLog_DumptoLogTrace(uint32_t level, const uint8_t *data, int32_t length) {
+  if (!FileOutputOn(level) || data == nullptr || length <= 0) return;
+  const CallerUndisturbed undisturbed;
+  DBGLogCtrl &block = *gDBGLogCtrl;
+  const cu::MutexLock lock(block.lock);
+  if (block.logFile == nullptr) return;
+  char header[kHeaderSize];
+  const char *const end = AppendHeader(header, level, Stamp::kTime);
+  cu::WriteHexDump(block.logFile, {header, static_cast<size_t>(end - header)}, data,
+                   static_cast<uint32_t>(length));
+  cu::FinishLogWriteLocked(block);
+}
+
+void DbgLog_DumptoStdErrTrace(uint32_t level, const uint8_t *data, int32_t length,
+                              const char *label, int32_t number) {
+  if (!cu::LogLevelEnabled(level) || data == nullptr || length <= 0) return;
+  const CallerUndisturbed undisturbed;
+  if (!ConsoleOn(*gDBGLogCtrl)) return;
+  char heading[kConsoleTraceSize];
+  char *const end = AppendHeader(heading, level, Stamp::kNone);
+  const size_t room = kConsoleTraceSize - static_cast<size_t>(end - heading);
+  snprintf(end, room, " [%s : %d]", label == nullptr ? "(null)" : label, number);
+  const size_t size = strlen(heading);
+  heading[size] = '\n';
+  cu::WriteHexDump(stderr, {heading, size + 1}, data, static_cast<uint32_t>(length));
+}
