@@ -63,16 +63,15 @@ typedef struct NamedArg {
  * | "%s" | string | the string; nothing for null, which does not count as an argument |
  * | "%f" | double | four decimals, as getDoubleAsString() prints it |
  * | "%d", "%i" | int | as getIntegerAsString() prints it: at most 9 characters |
- * | "%l" | 32-bit integer | the number; only the "l" is consumed, so "%ld" is the number and a "d"
- * |
+ * | "%l" | 32-bit integer | the number; only the "l" is consumed: "%ld" adds a "d" |
  *
  * Anything else after "%" writes "Not implemented" to standard output and is left out, so "%5d"
  * yields "d" and consumes no argument. A "%" at the end is left out.
  *
  * @param out          receives the new string; left alone on failure.
- * @param expectedArgs number of arguments passed. Each conversion beyond it writes "We have more
- * args than we expected" and a line break to standard output, and formatting goes on: the arguments
- * must be there all the same.
+ * @param expectedArgs number of arguments passed. A conversion beyond it writes "We have more args
+ *                     than we expected" and a line break to standard output and is formatted all
+ *                     the same, so its argument must be there.
  * @return 1; 0 for a null format or @p out, or without memory.
  */
 CU_API CU_MUST_USE int CreateStringWithArgs(const char *format, char **out, uint32_t expectedArgs,

@@ -152,8 +152,8 @@ CU_API CU_MUST_USE char *ambrelCloneString(const char *source, uint32_t length);
  *
  * @code
  * char *save = NULL;
- * for (char *t = strtok_safe(line, ",", &save); t != NULL; t = strtok_safe(NULL, ",", &save))
- * use(t);
+ * char *token = strtok_safe(line, ",", &save);
+ * for (; token != NULL; token = strtok_safe(NULL, ",", &save)) use(token);
  * @endcode
  *
  * Any byte of @p delimiters ends a token. It differs from strtok_r() where delimiters stand
@@ -172,9 +172,10 @@ CU_API CU_MUST_USE char *ambrelCloneString(const char *source, uint32_t length);
 CU_API char *strtok_safe(char *string, const char *delimiters, char **save);
 
 /**
- * @brief Appends the tokens of a string, cut as by strtok_safe(), to a list. The string stays as it
- * is.
+ * @brief Appends the tokens of a string, cut as by strtok_safe(), to a list.
  *
+ * @param string stays as it is.
+ * @param delimiters as for strtok_safe().
  * @param list zeroed, just released by FreeTokens(), or holding earlier tokens.
  * @return 1; 0 without memory or when a 256th token would be needed, and the list is then released
  *         (all its tokens, also earlier ones). 0 for null arguments, and the list is left alone.
