@@ -32,15 +32,15 @@ static rfAECommonConfigConfigParam *find(struct settings *settings, const char *
  * elements are borrowed: only the list itself is to be freed. */
 static int gather(const rfAECommonConfig *document, rfAECommonConfigConfigParamArray *all) {
   all->count = 0;
-  all->ConfigParam = NULL;
+  all->list = NULL;
   for (uint32_t i = 0; i < document->ConfigObj.count; ++i)
-    all->count += document->ConfigObj.ConfigObj[i].ConfigParam.count;
-  all->ConfigParam = calloc(all->count + 1U, sizeof *all->ConfigParam);
-  if (all->ConfigParam == NULL) return -1;
+    all->count += document->ConfigObj.list[i].ConfigParam.count;
+  all->list = calloc(all->count + 1U, sizeof *all->list);
+  if (all->list == NULL) return -1;
   uint32_t next = 0;
   for (uint32_t i = 0; i < document->ConfigObj.count; ++i) {
-    const rfAECommonConfigConfigParamArray *group = &document->ConfigObj.ConfigObj[i].ConfigParam;
-    for (uint32_t j = 0; j < group->count; ++j) all->ConfigParam[next++] = group->ConfigParam[j];
+    const rfAECommonConfigConfigParamArray *group = &document->ConfigObj.list[i].ConfigParam;
+    for (uint32_t j = 0; j < group->count; ++j) all->list[next++] = group->list[j];
   }
   return 0;
 }
@@ -51,7 +51,7 @@ static int fill_greeting(struct settings *settings) {
   if (template_param == NULL || gather(&settings->document, &all) != 0) return -1;
   const int ok = SubAmbrelCommonConfigParamListIntoTokenString(template_param->parameterValue, &all,
                                                                &settings->greeting);
-  free(all.ConfigParam);
+  free(all.list);
   return ok ? 0 : -1;
 }
 
