@@ -147,6 +147,7 @@ int Family::Main(int argc, char **argv) {
     if (workload->name_.find(filter) == std::string::npos) continue;
     std::printf("%s: %s\n", name_.c_str(), workload->name_.c_str());
     same = SameResults(*workload) && same;
+    begin_rounds_();
     std::vector<Case> &cases = workload->cases_;
     for (Case &one : cases) Calibrate(one);
     for (int round = 0; round < rounds; ++round) {
@@ -155,6 +156,7 @@ int Family::Main(int argc, char **argv) {
         one.nanoseconds.push_back(Measure(one, one.batch) / static_cast<double>(one.batch));
       }
     }
+    end_rounds_();
     Report(*workload, json_path);
     std::fflush(stdout);
   }

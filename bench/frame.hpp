@@ -66,6 +66,12 @@ class Family {
  public:
   Family(std::string name, Clock clock) : name_(std::move(name)), clock_(clock) {}
   Workload &AddWorkload(std::string name);
+  /// Runs between a workload's check and its rounds, and after them: for results that are too dear
+  /// to compute in every round.
+  void AfterCheck(std::function<void()> begin_rounds, std::function<void()> end_rounds) {
+    begin_rounds_ = std::move(begin_rounds);
+    end_rounds_ = std::move(end_rounds);
+  }
   /// Checks, measures and prints; --json FILE appends one JSON object a ratio, --rounds N sets the
   /// rounds (15), --filter TEXT keeps the workloads whose name contains it. Returns 0, or 1 when
   /// results differ. Missed goals are shown, not failed: the machine may be busy.
@@ -81,6 +87,8 @@ class Family {
   std::string name_;
   Clock clock_;
   std::vector<std::unique_ptr<Workload>> workloads_;
+  std::function<void()> begin_rounds_ = [] {};
+  std::function<void()> end_rounds_ = [] {};
 };
 
 /// Keeps a value that a benchmark computed from being optimised away.
