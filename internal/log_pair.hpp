@@ -16,8 +16,9 @@ namespace cu {
 /// Whether a level is on: no lock, one relaxed load of the mask. Off while there is no logger.
 inline bool LogLevelEnabled(uint32_t level) {
   const DBGLogCtrl *const block = __atomic_load_n(&gDBGLogCtrl, __ATOMIC_RELAXED);
-  return block != nullptr && level <= DBGLOG_TRACEDEBUG &&
-         (__atomic_load_n(&block->logLevelMask, __ATOMIC_RELAXED) >> level & 1U) != 0;
+  if (block == nullptr || level > DBGLOG_TRACEDEBUG) [[unlikely]]
+    return false;
+  return (__atomic_load_n(&block->logLevelMask, __ATOMIC_RELAXED) >> level & 1U) != 0;
 }
 
 /// Both members of the pair, one after the other. `format` begins with "[%s:%d]", the arguments

@@ -7,9 +7,9 @@
 #include <type_traits>
 #include <utility>
 
-#include "internal/locks.hpp"
 #include "internal/log_pair.hpp"
 #include "logging/circular_log_file.hpp"
+#include "logging/logger_lock.hpp"
 #include "logging/stored_path.hpp"
 #include "logging/thread_tag.hpp"
 
@@ -53,7 +53,7 @@ uint32_t SingleLevelMask(int32_t level) {
 /// The state of a logger whose settings cannot be read: silent, ready for one level. A stream that
 /// was open is forgotten, not closed: another module may still hold it.
 void SwitchOff(DBGLogCtrl &block, int32_t level) {
-  const cu::MutexLock lock(block.lock);
+  const cu::LoggerLock lock(block);
   __atomic_store_n(&block.loggingEnabled, uint8_t{0}, __ATOMIC_RELAXED);
   block.logFile = nullptr;
   __atomic_store_n(&block.logLevelMask, SingleLevelMask(level), __ATOMIC_RELAXED);
@@ -89,7 +89,7 @@ int DbgLog_InitDebugLoggerPWR(const char *logEnableFile, const char *logFile, ui
                               int32_t level, uint8_t pwrFlag1, uint8_t pwrFlag2,
                               uint32_t pwrValue) {
   if (DbgLog_InitDebugLogger(logEnableFile, logFile, maxSize, level) == 0) return 0;
-  const cu::MutexLock lock(gDBGLogCtrl->lock);
+  const cu::LoggerLock lock(*gDBGLogCtrl);
   gDBGLogCtrl->pwrFlag1 = pwrFlag1;
   gDBGLogCtrl->pwrFlag2 = pwrFlag2;
   gDBGLogCtrl->pwrValue = pwrValue;
@@ -121,7 +121,7 @@ int DbgLog_SetEnabledLogger(DBGLogCtrl *ctrl) {
 void DbgLog_ChangeLogSettings(uint32_t mask) {
   if (gDBGLogCtrl == nullptr) return;
   DBGLogCtrl &block = *gDBGLogCtrl;
-  const cu::MutexLock lock(block.lock);
+  const cu::LoggerLock lock(block);
   __atomic_store_n(&block.logLevelMask, mask, __ATOMIC_RELAXED);
   __atomic_store_n(&block.loggingEnabled, uint8_t{1}, __ATOMIC_RELAXED);
   if (block.logFile == nullptr) cu::OpenLogFileLocked(block);

@@ -14,6 +14,7 @@
 #include "internal/log_pair.hpp"
 #include "logging/circular_log_file.hpp"
 #include "logging/hex_dump.hpp"
+#include "logging/logger_lock.hpp"
 #include "logging/thread_tag.hpp"
 #include "logging/time_stamp.hpp"
 
@@ -34,21 +35,16 @@ constexpr size_t kHeaderSize =
     cu::kThreadTagSize + sizeof(kLevelNames[0]) + 2 + cu::kTimeStampSize + 2;
 static_assert(kHeaderSize < kConsoleTraceSize);
 
-/// A log call leaves errno as it was, so that it may stand between a failed call and the use of its
-/// errno. It is no cancellation point either: a thread cancelled in it would leave with the lock.
-class CallerUndisturbed {
+/// A log call leaves errno as it was: it may stand between a failed call and the use of its errno.
+class ErrnoKept {
  public:
-  CallerUndisturbed() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_); }
-  ~CallerUndisturbed() {
-    pthread_setcancelstate(cancel_state_, nullptr);
-    errno = errno_;
-  }
-  CallerUndisturbed(const CallerUndisturbed &) = delete;
-  CallerUndisturbed &operator=(const CallerUndisturbed &) = delete;
+  ErrnoKept() = default;
+  ~ErrnoKept() { errno = errno_; }
+  ErrnoKept(const ErrnoKept &) = delete;
+  ErrnoKept &operator=(const ErrnoKept &) = delete;
 
  private:
   const int errno_ = errno;
-  int cancel_state_ = PTHREAD_CANCEL_ENABLE;
 };
 
 enum class Stamp { kNone, kTime };
@@ -78,39 +74,36 @@ size_t ComposeLine(char (&line)[kLineSize], uint32_t level, Stamp stamp, const c
   return static_cast<size_t>(message - line) + strnlen(message, room - 1);
 }
 
-bool FileOutputOn(uint32_t level) {
+/// The gate of the file outputs: two loads and no lock.
+[[gnu::always_inline]] inline bool FileOutputOn(uint32_t level) {
   return cu::LogLevelEnabled(level) &&
          __atomic_load_n(&gDBGLogCtrl->loggingEnabled, __ATOMIC_RELAXED) != 0;
 }
 
-bool ConsoleOnLocked(const DBGLogCtrl &block) {
-  return __atomic_load_n(&block.loggingEnabled, __ATOMIC_RELAXED) != 0 && block.consoleEnabled != 0;
-}
-
 bool ConsoleOn(DBGLogCtrl &block) {
   const cu::MutexLock lock(block.lock);
-  return ConsoleOnLocked(block);
+  return block.loggingEnabled != 0 && block.consoleEnabled != 0;
 }
 
 [[gnu::cold, gnu::noinline]] void WriteToFile(DBGLogCtrl &block, uint32_t level, const char *format,
                                               va_list arguments) {
-  const CallerUndisturbed undisturbed;
-  const cu::MutexLock lock(block.lock);
+  const ErrnoKept errno_kept;
+  const cu::LoggerLock lock(block);
+  if (block.logFile == nullptr) return;
   char line[kLineSize];
   const size_t length = ComposeLine(line, level, Stamp::kTime, format, arguments);
-  if (block.logFile == nullptr) return;
   fwrite(line, 1, length, block.logFile);
   cu::FinishLogWriteLocked(block);
 }
 
 void WriteToSyslog(DBGLogCtrl &block, uint32_t level, const char *line) {
-  const cu::MutexLock lock(block.lock);
+  const cu::LoggerLock lock(block);
   if (block.syslogEnabled != 0) syslog(static_cast<int>(level), "%s", line);
 }
 
 [[gnu::cold, gnu::noinline]] void WriteToConsole(DBGLogCtrl &block, uint32_t level,
                                                  const char *format, va_list arguments) {
-  const CallerUndisturbed undisturbed;
+  const ErrnoKept errno_kept;
   if (!ConsoleOn(block)) return;
   char line[kLineSize];
   const size_t length = ComposeLine(line, level, Stamp::kNone, format, arguments);
@@ -135,7 +128,8 @@ void cu::EmitLogPair(uint32_t level, const char *format, ...) {
 }
 
 void DbgLog_DumptoLog(uint32_t level, const char *format, ...) {
-  if (!FileOutputOn(level) || format == nullptr) return;
+  if (!FileOutputOn(level) || format == nullptr) [[likely]]
+    return;
   va_list arguments;
   va_start(arguments, format);
   WriteToFile(*gDBGLogCtrl, level, format, arguments);
@@ -143,7 +137,8 @@ void DbgLog_DumptoLog(uint32_t level, const char *format, ...) {
 }
 
 void DbgLog_DumptoStdError(int32_t level, const char *format, ...) {
-  if (!cu::LogLevelEnabled(static_cast<uint32_t>(level)) || format == nullptr) return;
+  if (!cu::LogLevelEnabled(static_cast<uint32_t>(level)) || format == nullptr) [[likely]]
+    return;
   va_list arguments;
   va_start(arguments, format);
   WriteToConsole(*gDBGLogCtrl, static_cast<uint32_t>(level), format, arguments);
@@ -152,9 +147,9 @@ void DbgLog_DumptoStdError(int32_t level, const char *format, ...) {
 
 void DbgLog_DumptoLogTrace(uint32_t level, const uint8_t *data, int32_t length) {
   if (!FileOutputOn(level) || data == nullptr || length <= 0) return;
-  const CallerUndisturbed undisturbed;
+  const ErrnoKept errno_kept;
   DBGLogCtrl &block = *gDBGLogCtrl;
-  const cu::MutexLock lock(block.lock);
+  const cu::LoggerLock lock(block);
   if (block.logFile == nullptr) return;
   char header[kHeaderSize];
   const char *const end = AppendHeader(header, level, Stamp::kTime);
@@ -166,7 +161,7 @@ void DbgLog_DumptoLogTrace(uint32_t level, const uint8_t *data, int32_t length) 
 void DbgLog_DumptoStdErrTrace(uint32_t level, const uint8_t *data, int32_t length,
                               const char *label, int32_t number) {
   if (!cu::LogLevelEnabled(level) || data == nullptr || length <= 0) return;
-  const CallerUndisturbed undisturbed;
+  const ErrnoKept errno_kept;
   if (!ConsoleOn(*gDBGLogCtrl)) return;
   char heading[kConsoleTraceSize];
   char *const end = AppendHeader(heading, level, Stamp::kNone);

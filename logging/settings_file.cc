@@ -5,8 +5,8 @@
 #include <string.h>
 #include <strings.h>
 
-#include "internal/locks.hpp"
 #include "internal/owned.hpp"
+#include "logging/logger_lock.hpp"
 #include "logging/stored_path.hpp"
 
 namespace {
@@ -73,7 +73,7 @@ int DbgLog_GetLogSettingsFromFile(uint32_t *mask) {
     return 0;
   }
   const cu::Stream file(fopen(path.c_str(), "re"));
-  const cu::MutexLock lock(block.lock);
+  const cu::LoggerLock lock(block);
   if (!file) {
     fprintf(stderr, "Unable to open log file %s\n", path.c_str());
     __atomic_store_n(&block.loggingEnabled, uint8_t{0}, __ATOMIC_RELAXED);
