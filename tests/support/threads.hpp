@@ -1,0 +1,47 @@
+// What tests with threads need: waiting for a condition with a wide bound, asking a lock's state
+// from another thread, and a number of rounds that suits the build.
+#ifndef COMMONUTILITIES_TESTS_SUPPORT_THREADS_HPP
+#define COMMONUTILITIES_TESTS_SUPPORT_THREADS_HPP
+
+#include <pthread.h>
+
+#include <chrono>
+#include <thread>
+
+namespace cu_test {
+
+/// Waits, for at most a minute, until `condition()` holds; whether it does.
+template <typename Condition>
+[[nodiscard]] bool Eventually(Condition condition) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > limit) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+/// Whether any thread, the caller included, holds a mutex: another thread tries it.
+inline bool IsLocked(pthread_mutex_t &mutex) {
+  bool locked = true;
+  std::thread([&] {
+    locked = pthread_mutex_trylock(&mutex) != 0;
+    if (!locked) pthread_mutex_unlock(&mutex);
+  }).join();
+  return locked;
+}
+
+/// `full` rounds in an optimised native build; fewer where every access is checked or emulated.
+constexpr long Rounds(long full) {
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+  return full / 20;
+#elif defined(__arm__) || !defined(__OPTIMIZE__)
+  return full / 50;
+#else
+  return full;
+#endif
+}
+
+}  // namespace cu_test
+
+#endif
