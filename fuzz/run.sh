@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# run.sh FOLDER [seconds] [target...]: runs the fuzz targets, all or the named ones, each for so many
+# seconds, over the kept corpus; new inputs stay in the build folder. Leaks are looked for except
+# where the interface loses memory by design: repeated keys, malformed files.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+folder=$(cd "$1" && pwd)
+seconds=${2:-60}
+shift $(($# < 2 ? $# : 2))
+targets=("$@")
+((${#targets[@]})) || mapfile -t targets < <(
+  find "$folder" -maxdepth 1 -name 'fuzz_*' -type f -executable -printf '%f\n' | sed 's/^fuzz_//' | sort)
+
+for target in "${targets[@]}"; do
+  case $target in
+    json_file | walk_* | store_file | node_tree | generic_parser) leaks=0 ;;
+    *) leaks=1 ;;
+  esac
+  mkdir -p "$folder/found/$target" "$here/corpus/$target"
+  printf '== %s, %s s\n' "$target" "$seconds"
+  (cd "$folder/found" && ASAN_OPTIONS=detect_leaks=$leaks "$folder/fuzz_$target" \
+    -max_total_time="$seconds" -timeout=5 -rss_limit_mb=1024 -malloc_limit_mb=256 -max_len=65536 \
+    -print_final_stats=1 -verbosity=0 -dict="$here/documents.dict" \
+    "$folder/found/$target" "$here/corpus/$target" 2>&1 | grep -E 'stat::number_of_executed_units|stat::average|ERROR|SUMMARY|Test unit|deadly' || true
+    [[ ${PIPESTATUS[0]} -eq 0 ]])
+done
