@@ -18,9 +18,15 @@ for target in "${targets[@]}"; do
   esac
   mkdir -p "$folder/found/$target" "$here/corpus/$target"
   printf '== %s, %s s\n' "$target" "$seconds"
+  status=0
   (cd "$folder/found" && ASAN_OPTIONS=detect_leaks=$leaks "$folder/fuzz_$target" \
     -max_total_time="$seconds" -timeout=5 -rss_limit_mb=1024 -malloc_limit_mb=256 -max_len=65536 \
-    -print_final_stats=1 -verbosity=0 -dict="$here/documents.dict" \
-    "$folder/found/$target" "$here/corpus/$target" 2>&1 | grep -E 'stat::number_of_executed_units|stat::average|ERROR|SUMMARY|Test unit|deadly' || true
-    [[ ${PIPESTATUS[0]} -eq 0 ]])
+    -print_final_stats=1 -dict="$here/documents.dict" \
+    "$folder/found/$target" "$here/corpus/$target") >"$folder/found/$target.log" 2>&1 || status=$?
+  if ((status)); then
+    tail -n 60 "$folder/found/$target.log"
+    printf 'fuzz_%s FAILED\n' "$target"
+    exit 1
+  fi
+  sed -nE 's/^stat::(number_of_executed_units|average_exec_per_sec): +/   \1 /p' "$folder/found/$target.log"
 done

@@ -45,7 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   // header and the checksum made right, from the bytes as the library itself computes it.
   if (size < 48) return 0;
   std::string bytes(reinterpret_cast<const char *>(data), size);
-  static constexpr uint8_t kHeader[16] = {4, 0, 0, 0, 16, 0, 32, 0, 1, 0, 0, 0, 0x12, 0x57, 0x44, 0x32};
+  static constexpr uint8_t kHeader[16] = {4, 0, 0, 0, 16,   0,    32,   0,
+                                          1, 0, 0, 0, 0x12, 0x57, 0x44, 0x32};
   memcpy(bytes.data(), kHeader, sizeof kHeader);
   uint32_t crc = 0;
   ambrelstoragecrc32(bytes.data(), static_cast<uint32_t>(bytes.size()), &crc);
