@@ -42,7 +42,9 @@
  *
  * **Backtraces.** A frame is recorded only where there are unwind tables, and gets a name only
  * where the dynamic symbol table has one: on 32-bit ARM build daemons with `-funwind-tables`, and
- * everywhere link them with `-rdynamic`. The library itself is built so.
+ * everywhere link them with `-rdynamic`. The library itself is built so. On 32-bit ARM abort()
+ * itself has no unwind table in many builds of libc, Debian's among them, and a backtrace from
+ * within it ends there; `raise(SIGABRT)` shows its caller.
  *
  * **Thread safety.** The table has no lock. Register and remove from one thread, best before the
  * signals are expected; a signal that arrives meanwhile sees an entry either whole or not at all.
