@@ -22,8 +22,8 @@
  *
  * **Thread safety.** Any threads may wait on, signal, lock and unlock one object at the same time.
  * Initialising and destroying an object, and the monitor's registry, are not locked: do that while
- * no other thread uses the object. Never cancel a thread that waits here (`pthread_cancel`):
- * nothing would unlock what it holds. Signal it instead.
+ * no other thread uses the object. A thread may be cancelled while it waits or sleeps here; it
+ * leaves the semaphore as if it had not waited.
  *
  * **What surprises users.**
  * - Zero-fill every record before its first use. The condition variant uses `condAttr` as it

@@ -204,10 +204,11 @@ CU_API int waitOnQueue(Queue *queue, int32_t ms);
 /**
  * @brief Waits for insertions and, `delayMs` after each, touches the oldest entry; never returns.
  *
- * Run it on a thread of your own that lives as long as the process. A round waits for an insertion,
- * sleeps ambrelusleep(1000 x `delayMs`) if the queue is not empty, and then takes a reference of
- * the oldest entry that it never drops: that entry is not freed by the release after its removal,
- * and your code must release it once more for each round that saw it.
+ * Run it on a thread of your own. To end it, cancel and join that thread (pthread_cancel()), which
+ * leaves the queue unlocked, before you release the queue. A round waits for an insertion, sleeps
+ * ambrelusleep(1000 x `delayMs`) if the queue is not empty, and then takes a reference of the
+ * oldest entry that it never drops: that entry is not freed by the release after its removal, and
+ * your code must release it once more for each round that saw it.
  *
  * Returns at once for null.
  */

@@ -43,28 +43,42 @@ void InitCondition(AmbrelSemaphore &semaphore) {
   pthread_cond_init(&semaphore.cond, &semaphore.condAttr);
 }
 
-/// How a timed wait ended; `error` is errno right after it, for the log.
+/// How a wait ended; `error` is errno right after it, for the log.
 struct WaitEnd {
   bool woken;
   int error;
 };
 
-/// One wait on the wall clock.
+void Unlock(void *mutex) {
+  pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex));
+}
+
+/// One wait, without a predicate, and without a limit when `deadline` is null. A thread that is
+/// cancelled in the wait leaves the mutex unlocked; a scoped lock would not.
+WaitEnd WaitForCondition(AmbrelSemaphore &semaphore, const timespec *deadline) {
+  WaitEnd end = {};
+  pthread_mutex_lock(&semaphore.mutex);
+  pthread_cleanup_push(Unlock, &semaphore.mutex);
+  end.woken = (deadline == nullptr
+                   ? pthread_cond_wait(&semaphore.cond, &semaphore.mutex)
+                   : pthread_cond_timedwait(&semaphore.cond, &semaphore.mutex, deadline)) == 0;
+  end.error = errno;
+  pthread_cleanup_pop(1);
+  return end;
+}
+
+WaitEnd TimedWaitCondition(AmbrelSemaphore &semaphore, int32_t ms) {
+  timespec deadline;
+  AmbrelGetWaitTimeMonotonic(ms, &deadline);
+  return WaitForCondition(semaphore, &deadline);
+}
+
 WaitEnd TimedWaitPosix(AmbrelSemaphore &semaphore, int32_t ms) {
   timespec deadline;
   AmbrelGetWaitTime(ms, &deadline);
   if (semaphore.sem == nullptr) return {false, EINVAL};
-  const int result = sem_timedwait(semaphore.sem, &deadline);
-  return {result == 0, errno};
-}
-
-/// One wait on the monotonic clock, without a predicate.
-WaitEnd TimedWaitCondition(AmbrelSemaphore &semaphore, int32_t ms) {
-  timespec deadline;
-  AmbrelGetWaitTimeMonotonic(ms, &deadline);
-  const cu::MutexLock lock(semaphore.mutex);
-  const int result = pthread_cond_timedwait(&semaphore.cond, &semaphore.mutex, &deadline);
-  return {result == 0, errno};
+  const bool woken = sem_timedwait(semaphore.sem, &deadline) == 0;
+  return {woken, errno};
 }
 
 }  // namespace
@@ -97,8 +111,7 @@ int AmbrelSemphoreWait(AmbrelSemaphore *semaphore) {
     sem_wait(semaphore->sem);
     return kWoken;
   }
-  const cu::MutexLock lock(semaphore->mutex);
-  pthread_cond_wait(&semaphore->cond, &semaphore->mutex);
+  WaitForCondition(*semaphore, nullptr);
   return kWoken;
 }
 
