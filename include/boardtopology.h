@@ -1,0 +1,285 @@
+/**
+ * @file boardtopology.h
+ * @brief Records of a board's buses, devices and sensors, and of the sensors to be watched.
+ *
+ * A board document describes management buses, the segments behind the multiplexers of each bus,
+ * the devices of each segment and their sensors:
+ *
+ * @code{.json}
+ * { "TopologyName": "demo", "platformid": "0x12", "devicefiles": ["/dev/i2c-0"],
+ *   "AEBus": [ { "Name": "i2c0", "bus": "/dev/i2c-0", "id": 0, "protocol": "i2c",
+ *     "AEBUSSegment": [ { "aebusid": 0, "segmentpath": "0", "powerstate": "on",
+ *       "AESegmentDevice": { "Name": "mux0", "Type": "mux", "address": "0x70" },
+ *       "AEDevice": [ { "ClassID": 1, "InstanceID": 0, "Name": "temp0", "Type": "thermometer",
+ *         "address": "0x48", "length": 2, "value": 0,
+ *         "SensorList": [ { "ClassID": 1, "InstanceID": 0, "Name": "Inlet", "Type": "temperature",
+ *                           "Lun": 0, "Sensorid": 7, "Cacheable": true,
+ *                           "DisableOnUpdate": false } ] } ] } ] } ] }
+ * @endcode
+ *
+ * A monitor document lists sensors and the rules that switch their watching on and off:
+ *
+ * @code{.json}
+ * { "enableRule": "%1 1 ==", "disableRule": "%1 0 ==",
+ *   "sensors": [ { "sensorType": "gpio", "sensorName": "button", "id": 17, "activeLow": true } ] }
+ * @endcode
+ *
+ * There are no loaders: read a document with parseJson() or parseJsonBuffer() and a document
+ * callback that starts processObject() with the deserializer of its outermost record, into a
+ * zero-filled record (see rfvalues.h):
+ *
+ * @code
+ * static int32_t board_document(const char *json, jsmntok_t *tokens, const char *label,
+ *                               uint32_t count, void *board) {
+ *   JsonWalkContext context = {json, tokens, 0, 0, count, 0};
+ *   processObject(&context, label, 0, (int32_t)strlen(json), 0, board,
+ *                 deserialize_rfAEBoardTopology);
+ *   return 0;
+ * }
+ *
+ * rfAEBoardTopology board;
+ * memset(&board, 0, sizeof board);
+ * parseJson("/etc/demo/board.json", "board", board_document, &board);
+ * ...
+ * free_rfAEBoardTopology(&board);
+ * @endcode
+ *
+ * (An empty file calls back with a null text: check it where that can happen.)
+ *
+ * **What the releases leave.** Three lists are not freed by the releases of the records that hold
+ * them. Free them first, yourself, or lose them:
+ *
+ * - a device's `SensorList`: free_rfAEBoardTopologyAESensorArray();
+ * - what a segment's `AESegmentDevice` owns: free_rfAEBoardTopologyAEDevice(), and its sensors;
+ * - a rule's `sensors`: free_rfAESensorMonitorArray().
+ *
+ * **What surprises users.** A key that is missing or cannot be read leaves its field zero. "bus" is
+ * a text in a bus and an integer in a segment topology. Numbers are cut to the width of their
+ * field. Members of objects under unknown keys are read as if they stood in the enclosing object. A
+ * key that a document repeats loses the earlier value's memory.
+ *
+ * **Thread safety.** Records have no lock. Distinct records are independent.
+ */
+#ifndef COMMONUTILITIES_BOARDTOPOLOGY_H
+#define COMMONUTILITIES_BOARDTOPOLOGY_H
+
+#include "rfvalues.h"
+
+CU_BEGIN_DECLS
+
+/** A sensor of a device. */
+typedef struct rfAEBoardTopologyAESensor {
+  uint16_t ClassID;
+  uint16_t InstanceID;
+  rfString Name;
+  rfString Type;
+  rfInteger Lun; /**< logical unit */
+  rfInteger Sensorid;
+  rfBoolean Cacheable;
+  rfBoolean DisableOnUpdate;
+} rfAEBoardTopologyAESensor;
+
+/** A list of sensors. */
+typedef struct rfAEBoardTopologyAESensorArray {
+  uint32_t count;
+  rfAEBoardTopologyAESensor *list;
+} rfAEBoardTopologyAESensorArray;
+
+/** A device on a segment. */
+typedef struct rfAEBoardTopologyAEDevice {
+  uint16_t ClassID;
+  uint16_t InstanceID;
+  rfString Name;
+  rfString Type;
+  uint8_t address; /**< from a hexadecimal text, its low 8 bits: "0x1ff" is 0xff */
+  uint8_t length;
+  uint32_t value;
+  rfAEBoardTopologyAESensorArray SensorList; /**< not freed by the device's release */
+} rfAEBoardTopologyAEDevice;
+
+/** A list of devices. */
+typedef struct rfAEBoardTopologyAEDeviceArray {
+  uint32_t count;
+  rfAEBoardTopologyAEDevice *list;
+} rfAEBoardTopologyAEDeviceArray;
+
+/** A segment of a bus. */
+typedef struct rfAEBoardTopologyAEBUSSegment {
+  rfAEBoardTopologyAEDeviceArray AEDevice;
+  rfAEBoardTopologyAEDevice AESegmentDevice; /**< not freed by the segment's release */
+  uint32_t aebusid;
+  rfString segmentpath;
+  rfString powerstate;
+} rfAEBoardTopologyAEBUSSegment;
+
+/** A list of segments. */
+typedef struct rfAEBoardTopologyAEBUSSegmentArray {
+  uint32_t count;
+  rfAEBoardTopologyAEBUSSegment *list;
+} rfAEBoardTopologyAEBUSSegmentArray;
+
+/** A bus. */
+typedef struct rfAEBoardTopologyAEBus {
+  rfAEBoardTopologyAEBUSSegmentArray AEBUSSegment;
+  rfString Name;
+  rfString bus;
+  uint32_t id;
+  rfString protocol;
+} rfAEBoardTopologyAEBus;
+
+/** A list of buses. */
+typedef struct rfAEBoardTopologyAEBusArray {
+  uint32_t count;
+  rfAEBoardTopologyAEBus *list;
+} rfAEBoardTopologyAEBusArray;
+
+/** A board. */
+typedef struct rfAEBoardTopology {
+  rfAEBoardTopologyAEBusArray AEBus;
+  rfString TopologyName;
+  rfString platformid;
+  rfStringArray devicefiles;
+} rfAEBoardTopology;
+
+/** A list of boards. */
+typedef struct rfAEBoardTopologyArray {
+  uint32_t count;
+  rfAEBoardTopology *list;
+} rfAEBoardTopologyArray;
+
+/** A board that is described by its segments alone. */
+typedef struct rfAEBoardSegmentTopology {
+  rfAEBoardTopologyAEBUSSegmentArray AEBusSegment; /**< the key, too, is spelt with a small "us" */
+  rfString TopologyName;
+  rfString platformid;
+  uint32_t bus;
+} rfAEBoardSegmentTopology;
+
+/** A list of boards that are described by their segments. */
+typedef struct rfAEBoardSegmentTopologyArray {
+  uint32_t count;
+  rfAEBoardSegmentTopology *list;
+} rfAEBoardSegmentTopologyArray;
+
+/** What a monitor watches. */
+enum rfAESensorType {
+  SENSOR_TYPE_GPIO = 0,       /**< "gpio", a prefix of it, or a text that begins with it */
+  SENSOR_TYPE_IPMISENSOR = 1, /**< "ipmisensor", likewise */
+  SENSOR_TYPE_UNKNOWN = 2     /**< any other text */
+};
+
+/** A watched sensor. */
+typedef struct rfAESensorMonitor {
+  uint32_t sensorType; /**< an rfAESensorType */
+  rfString sensorName;
+  rfInteger id;
+  rfBoolean activeLow;
+} rfAESensorMonitor;
+
+/** A list of watched sensors. */
+typedef struct rfAESensorMonitorArray {
+  uint32_t count;
+  rfAESensorMonitor *list;
+} rfAESensorMonitorArray;
+
+/** When sensors are watched. */
+typedef struct rfAESensorMonitorRule {
+  rfString enableRule;
+  rfString disableRule;
+  rfAESensorMonitorArray sensors; /**< not freed by the rule's release */
+} rfAESensorMonitorRule;
+
+/** A list of rules. */
+typedef struct rfAESensorMonitorRuleArray {
+  uint32_t count;
+  rfAESensorMonitorRule *list;
+} rfAESensorMonitorRuleArray;
+
+/** @name Deserializers
+ *  Each returns the result of the value's reader, and 0 for an unknown or null key and a null
+ *  argument. The array forms take the list as record and grow it to index + 1 zeroed elements;
+ *  without memory for that they release the list, which is empty then, and give 0.
+ *  @{ */
+CU_API int32_t deserialize_rfAEBoardTopology(JsonWalkContext *context, int32_t start, int32_t end,
+                                             const char *key, uint32_t index, void *record);
+CU_API int32_t deserialize_rfAEBoardTopologyArray(JsonWalkContext *context, int32_t start,
+                                                  int32_t end, const char *key, uint32_t index,
+                                                  void *array);
+CU_API int32_t deserialize_rfAEBoardSegmentTopology(JsonWalkContext *context, int32_t start,
+                                                    int32_t end, const char *key, uint32_t index,
+                                                    void *record);
+CU_API int32_t deserialize_rfAEBoardSegmentTopologyArray(JsonWalkContext *context, int32_t start,
+                                                         int32_t end, const char *key,
+                                                         uint32_t index, void *array);
+CU_API int32_t deserialize_rfAEBoardTopologyAEBus(JsonWalkContext *context, int32_t start,
+                                                  int32_t end, const char *key, uint32_t index,
+                                                  void *record);
+CU_API int32_t deserialize_rfAEBoardTopologyAEBusArray(JsonWalkContext *context, int32_t start,
+                                                       int32_t end, const char *key, uint32_t index,
+                                                       void *array);
+CU_API int32_t deserialize_rfAEBoardTopologyAEBUSSegment(JsonWalkContext *context, int32_t start,
+                                                         int32_t end, const char *key,
+                                                         uint32_t index, void *record);
+CU_API int32_t deserialize_rfAEBoardTopologyAEBUSSegmentArray(JsonWalkContext *context,
+                                                              int32_t start, int32_t end,
+                                                              const char *key, uint32_t index,
+                                                              void *array);
+CU_API int32_t deserialize_rfAEBoardTopologyAEDevice(JsonWalkContext *context, int32_t start,
+                                                     int32_t end, const char *key, uint32_t index,
+                                                     void *record);
+CU_API int32_t deserialize_rfAEBoardTopologyAEDeviceArray(JsonWalkContext *context, int32_t start,
+                                                          int32_t end, const char *key,
+                                                          uint32_t index, void *array);
+CU_API int32_t deserialize_rfAEBoardTopologyAESensor(JsonWalkContext *context, int32_t start,
+                                                     int32_t end, const char *key, uint32_t index,
+                                                     void *record);
+CU_API int32_t deserialize_rfAEBoardTopologyAESensorArray(JsonWalkContext *context, int32_t start,
+                                                          int32_t end, const char *key,
+                                                          uint32_t index, void *array);
+/** "sensorType" gives 0, also when it was stored. */
+CU_API int32_t deserialize_rfAESensorMonitor(JsonWalkContext *context, int32_t start, int32_t end,
+                                             const char *key, uint32_t index, void *record);
+CU_API int32_t deserialize_rfAESensorMonitorArray(JsonWalkContext *context, int32_t start,
+                                                  int32_t end, const char *key, uint32_t index,
+                                                  void *array);
+CU_API int32_t deserialize_rfAESensorMonitorRule(JsonWalkContext *context, int32_t start,
+                                                 int32_t end, const char *key, uint32_t index,
+                                                 void *record);
+CU_API int32_t deserialize_rfAESensorMonitorRuleArray(JsonWalkContext *context, int32_t start,
+                                                      int32_t end, const char *key, uint32_t index,
+                                                      void *array);
+/** @} */
+
+/** @name Releases
+ *  The array forms release every element as the form for one does, and free the list. The record
+ *  itself is not freed and nothing is reset: call one once a load. Null is accepted.
+ *  @{ */
+/** Frees the buses with what they own, the names and the device files. */
+CU_API void free_rfAEBoardTopology(rfAEBoardTopology *record);
+CU_API void free_rfAEBoardTopologyArray(rfAEBoardTopologyArray *array);
+/** Frees the segments with what they own, and the names. */
+CU_API void free_rfAEBoardSegmentTopology(rfAEBoardSegmentTopology *record);
+CU_API void free_rfAEBoardSegmentTopologyArray(rfAEBoardSegmentTopologyArray *array);
+/** Frees the segments with what they own, and the texts. */
+CU_API void free_rfAEBoardTopologyAEBus(rfAEBoardTopologyAEBus *record);
+CU_API void free_rfAEBoardTopologyAEBusArray(rfAEBoardTopologyAEBusArray *array);
+/** Frees the devices and the texts; not what `AESegmentDevice` owns. */
+CU_API void free_rfAEBoardTopologyAEBUSSegment(rfAEBoardTopologyAEBUSSegment *record);
+CU_API void free_rfAEBoardTopologyAEBUSSegmentArray(rfAEBoardTopologyAEBUSSegmentArray *array);
+/** Frees name and type; not the sensors. */
+CU_API void free_rfAEBoardTopologyAEDevice(rfAEBoardTopologyAEDevice *record);
+CU_API void free_rfAEBoardTopologyAEDeviceArray(rfAEBoardTopologyAEDeviceArray *array);
+/** Frees name and type. */
+CU_API void free_rfAEBoardTopologyAESensor(rfAEBoardTopologyAESensor *record);
+CU_API void free_rfAEBoardTopologyAESensorArray(rfAEBoardTopologyAESensorArray *array);
+/** Frees the name. */
+CU_API void free_rfAESensorMonitor(rfAESensorMonitor *record);
+CU_API void free_rfAESensorMonitorArray(rfAESensorMonitorArray *array);
+/** Frees the two rules; not the sensors. */
+CU_API void free_rfAESensorMonitorRule(rfAESensorMonitorRule *record);
+CU_API void free_rfAESensorMonitorRuleArray(rfAESensorMonitorRuleArray *array);
+/** @} */
+
+CU_END_DECLS
+
+#endif
