@@ -50,6 +50,8 @@ enum JsonTokenType {
 #ifndef JSMN_PARENT_LINKS
 #error "define JSMN_PARENT_LINKS before including jsmn.h: without it jsmn has another token record"
 #endif
+/** The same check for a definition that came too late. */
+typedef char jsmn_h_needs_JSMN_PARENT_LINKS[sizeof(jsmntok_t) == 20 ? 1 : -1];
 #else
 
 /** The token types under jsmn's own names. */

@@ -36,20 +36,30 @@ template <typename T>
   return static_cast<T *>(ReallocRounded(array, size));
 }
 
+/// `list` grown from `held` elements to index + 1, the new ones zeroed; null, and `list` still
+/// valid, when there is no memory. The part of GrowToIndex() that all element types share.
+[[nodiscard, gnu::noinline]] inline void *GrowZeroed(void *list, uint32_t held, uint32_t index,
+                                                     size_t element_size) {
+  size_t size = 0;
+  if (index == UINT32_MAX || __builtin_mul_overflow(size_t{index} + 1, element_size, &size))
+    return nullptr;
+  void *const grown = ReallocRounded(list, size);
+  if (grown == nullptr) return nullptr;
+  const size_t kept = held * element_size;
+  memset(static_cast<char *>(grown) + kept, 0, size - kept);
+  return grown;
+}
+
 /// Makes element `index` of a (count, list) pair exist: a list that is too short grows to index + 1
 /// elements, the new ones zeroed. False when there is no memory; the pair is then unchanged, and
 /// what a failed growth leaves behind is the caller's to decide.
 template <typename T>
 [[nodiscard]] bool GrowToIndex(uint32_t &count, T *&list, uint32_t index) {
   if (index < count && list != nullptr) return true;
-  const size_t held = list == nullptr ? 0 : count;
-  const size_t wanted = size_t{index} + 1;
-  if (wanted > UINT32_MAX) return false;
-  T *const grown = ReallocArray(list, wanted);
+  void *const grown = GrowZeroed(list, list == nullptr ? 0 : count, index, sizeof(T));
   if (grown == nullptr) return false;
-  memset(static_cast<void *>(grown + held), 0, (wanted - held) * sizeof(T));
-  list = grown;
-  count = static_cast<uint32_t>(wanted);
+  list = static_cast<T *>(grown);
+  count = index + 1;
   return true;
 }
 
