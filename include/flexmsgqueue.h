@@ -221,8 +221,8 @@ CU_API int createQueueEntry(void *data, uint32_t size, FlexMsgEntry **outEntry,
  *
  * The slot's queue still holds what a former subscriber's deregistration left in it.
  *
- * When the array of slots cannot grow, all subscribers and their messages are lost: the queue then
- * has no slots.
+ * When the array of slots cannot grow, all subscribers are lost and their slots and messages leak:
+ * the queue then has no slots.
  *
  * @param outSub receives the slot on success.
  * @return 1; 0 when there is no memory or an argument is null.
@@ -302,8 +302,9 @@ CU_API int32_t getFlexMsgQueueNumEntries(FlexMsgQueue *queue, uint32_t sub);
 /**
  * @brief Locks, or unlocks, the queue of a subscriber.
  *
- * @param ms number of attempts, a millisecond apart, to lock it. 0 **unlocks** it and is for the
- *           thread that has locked it: unlocking somebody else's lock corrupts the queue.
+ * @param ms number of attempts, a millisecond apart, to lock it; a negative number is as good as
+ *           for ever. 0 **unlocks** it and is for the thread that has locked it: unlocking somebody
+ *           else's lock corrupts the queue.
  * @return with @p ms not 0: 1 when locked, 0 when not. With 0: 1. For a slot that is not in use or
  *         does not exist, and for a null queue: 0.
  */
@@ -330,8 +331,8 @@ CU_API void unlockMsgFlexQueue(FlexMsgQueue *queue);
  *       queue hang. Stay at 255.
  *
  * @note To end the loop, call pthread_cancel() on its thread with the default, deferred type: it
- *       takes effect in the loop's sleep, when nothing is locked. Join the thread before
- *       DeInit_FlexMsgQueue().
+ *       takes effect in the loop's sleep, when nothing is locked. (glibc loads libgcc_s.so.1 for
+ *       it.) Join the thread before DeInit_FlexMsgQueue().
  */
 CU_API void FlexQueueFlushQueues(FlexMsgQueue *queue);
 
@@ -356,10 +357,10 @@ CU_API int init_simplequeue(SimpleQueue *queue, uint32_t capacity, uint32_t para
  */
 CU_API int deinit_simplequeue(SimpleQueue *queue);
 
-/** @brief 1 when the queue holds as many items as it can, else 0; takes no lock. 0 for null. */
+/** @brief 1 when the queue holds as many items as it can, else 0; takes no lock. 1 for null. */
 CU_API int isSimpleQueueFull(const SimpleQueue *queue);
 
-/** @brief 1 when the queue holds no item, else 0; takes no lock. 0 for null. */
+/** @brief 1 when the queue holds no item, else 0; takes no lock. 1 for null. */
 CU_API int isSimpleQueueEmpty(const SimpleQueue *queue);
 
 /**

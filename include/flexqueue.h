@@ -153,7 +153,7 @@ CU_API int init_Flexqueue(FlexQueue *queue, uint32_t capacity, uint32_t ageMs);
  */
 CU_API int deinit_Flexqueue(FlexQueue *queue);
 
-/* ---- locking and size ------------------------------------------------------------------------ */
+/* ---- locking, size, time --------------------------------------------------------------------- */
 
 /**
  * @brief Locks the queue for a sequence of calls with `locked` 1.
@@ -171,11 +171,21 @@ CU_API int unlockFlexQueue(FlexQueue *queue);
 /** @brief The queue's capacity, not its number of entries; 0 for null. */
 CU_API uint32_t getFlexQueueSize(const FlexQueue *queue);
 
-/** @brief 1 when the queue holds as many entries as it can, else 0; takes no lock. 0 for null. */
+/** @brief 1 when the queue holds as many entries as it can, else 0; takes no lock. 1 for null. */
 CU_API int isFlexQueueFull(const FlexQueue *queue);
 
-/** @brief 1 when the queue holds no entry, else 0; takes no lock. 0 for null. */
+/** @brief 1 when the queue holds no entry, else 0; takes no lock. 1 for null. */
 CU_API int isFlexQueueEmpty(const FlexQueue *queue);
+
+/**
+ * @brief Whole seconds of a number of milliseconds, but at least 1; not nanoseconds.
+ *
+ * 999 gives 1, 2500 gives 2.
+ *
+ * @param out receives the result.
+ * @return the value stored; 0 for a null @p out.
+ */
+CU_API uint32_t getmsAsNs(uint32_t ms, uint32_t *out);
 
 /* ---- entries --------------------------------------------------------------------------------- */
 
@@ -270,8 +280,8 @@ CU_API void deinitSubscribers(FlexQueue *queue);
 /**
  * @brief Takes the first free listener slot, or adds one; call it with the queue's mutex held.
  *
- * A registry that could not grow ends: it has no slots any more, later calls give 0, and
- * `subscriberSlots` stays one too high.
+ * A registry that could not grow ends: it has no slots any more, later calls give 0,
+ * `subscriberSlots` stays one too high, and the semaphores that listeners may be waiting on leak.
  *
  * @param outSlot receives the slot's index on success.
  * @return 1; 0 when there is no memory or an argument is null.
@@ -317,8 +327,8 @@ CU_API int notifySubscribers(FlexQueue *queue);
  *             that was given last.
  * @param ms   the longest wait in milliseconds; negative counts as one second; 0 is without limit.
  * @return 1 when there were entries or the wait was woken; 0 after the time, for a null queue and
- *         for a slot that does not exist. A slot without a semaphore is not waited on: 0, or 1 when
- *         @p ms is 0.
+ *         for a slot that does not exist. A slot without a semaphore is not waited on: the result
+ *         is 0 with a time and 1 without.
  */
 CU_API int waitOnFlexQueue(FlexQueue *queue, uint32_t slot, int32_t ms);
 
@@ -339,16 +349,6 @@ CU_API int waitOnFlexQueue(FlexQueue *queue, uint32_t slot, int32_t ms);
  *       there is no safe way to stop its thread.
  */
 CU_API void FlexqueueHouseKeeping(FlexQueue *queue);
-
-/**
- * @brief Whole seconds of a number of milliseconds, but at least 1; not nanoseconds.
- *
- * 999 gives 1, 2500 gives 2.
- *
- * @param out receives the result.
- * @return the value stored; 0 for a null @p out.
- */
-CU_API uint32_t getmsAsNs(uint32_t ms, uint32_t *out);
 
 CU_END_DECLS
 
