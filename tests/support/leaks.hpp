@@ -1,0 +1,63 @@
+// For tests of memory that is lost on purpose: what LeakSanitizer is not to report, and whether a
+// piece of a test loses memory at all.
+#ifndef COMMONUTILITIES_TESTS_SUPPORT_LEAKS_HPP
+#define COMMONUTILITIES_TESTS_SUPPORT_LEAKS_HPP
+
+#include <malloc.h>
+#include <stddef.h>
+#include <stdlib.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define CU_TEST_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define CU_TEST_ADDRESS_SANITIZER 1
+#endif
+#endif
+
+#ifdef CU_TEST_ADDRESS_SANITIZER
+#include <sanitizer/lsan_interface.h>
+extern "C" size_t __sanitizer_get_current_allocated_bytes();
+#endif
+
+namespace cu_test {
+
+/// While it lives, what is allocated may be lost.
+class MayLeak {
+ public:
+#ifdef CU_TEST_ADDRESS_SANITIZER
+  MayLeak() {
+    __lsan_disable();
+  }
+  ~MayLeak() {
+    __lsan_enable();
+  }
+#else
+  MayLeak() {}
+  ~MayLeak() {}
+#endif
+  MayLeak(const MayLeak &) = delete;
+  MayLeak &operator=(const MayLeak &) = delete;
+};
+
+/// Bytes that the process has allocated and not freed.
+inline size_t AllocatedBytes() {
+#ifdef CU_TEST_ADDRESS_SANITIZER
+  return __sanitizer_get_current_allocated_bytes();
+#else
+  return mallinfo2().uordblks;
+#endif
+}
+
+/// Whether AllocatedBytes() tells anything in this build: ThreadSanitizer keeps its own books.
+inline bool CountsAllocatedBytes() {
+  const size_t before = AllocatedBytes();
+  void *volatile memory = malloc(100000);
+  const bool counted = AllocatedBytes() > before;
+  free(memory);
+  return counted;
+}
+
+}  // namespace cu_test
+
+#endif
