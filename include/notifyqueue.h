@@ -3,8 +3,7 @@
  * @brief A bounded queue of counted entries that wakes a listener at each insertion.
  *
  * The queue holds up to `capacity` pointers of the caller's in the order of their insertion. A full
- * queue refuses; nothing is dropped. Entries are counted: the queue owns the first reference, each
- * peek adds one, and FreeQueueEntry() drops one.
+ * queue refuses; nothing is dropped.
  *
  * @code
  * Queue queue;
@@ -30,14 +29,29 @@
  * value the caller must hold the queue's lock (lockQueue()), which is not recursive. The queue is
  * locked while it signals its semaphore and while it calls `freeFn`.
  *
+ * **References.** An entry starts with one reference. A peek adds one; a removal drops one and
+ * hands the entry over; FreeQueueEntry() drops one and frees the entry when none is left. So an
+ * entry that was only removed is freed by its release, and one that was also peeked at n times by
+ * the n-th release after its removal: one release before its last holder's. Therefore keep the
+ * queue locked from a peek to its release, and no removal can come between:
+ *
+ * @code
+ * lockQueue(&queue, 0);
+ * QueueEntry *oldest = peekQueueEntry(&queue, 1);
+ * if (oldest != NULL) {
+ *   look_at(oldest);
+ *   FreeQueueEntry(oldest, 1);
+ * }
+ * unlockQueue(&queue);
+ * @endcode
+ *
  * **What surprises users.**
  * - An insertion wakes only a thread that is waiting at that moment. A listener tests the queue
  *   before it waits, and waits with a limit.
  * - A timed lockQueue() reports success also when the time passed without getting the lock.
  * - A walk with peekQueueEntryIter() goes over slots, not over the queue's order, and must end at
  * the last slot: a call beyond it with `locked` 0 hangs for good and keeps the queue locked.
- * - queueHouseKeeping() leaves a reference behind at each round, so the entries it saw are not
- * freed by a normal release.
+ * - queueHouseKeeping() leaves a reference behind at each round.
  * - An entry whose `data` was set to null is never freed.
  * - deinit_queue() drops two references of each entry: release every peeked entry before.
  */
@@ -146,7 +160,7 @@ CU_API CU_MUST_USE QueueEntry *peekQueueEntry(Queue *queue, int locked);
 /**
  * @brief Removes the oldest entry; the caller releases it with FreeQueueEntry().
  *
- * That release frees it, unless a peek still holds it: then the last release does.
+ * That release frees it, unless it was peeked at more than once: see References above.
  *
  * @return the entry; null when the queue is empty or null.
  */
@@ -159,19 +173,24 @@ CU_API void getQueueIter(Queue *queue, QueueIter *iter);
  * @brief The entry of the walk's slot, with a reference for the caller, and moves to the next slot.
  *
  * Slots come in the order of their index, wherever the oldest entry is. A slot gives null when it
- * was never used or its entry was freed; an entry that was removed and is still referenced comes up
- * as well. So null does not end a walk; count the slots:
+ * was never used or its entry was freed. So null does not end a walk; count the slots:
  *
  * @code
  * QueueIter iter;
+ * lockQueue(&queue, 0);
  * getQueueIter(&queue, &iter);
  * for (uint32_t i = 0; i < getQueueSize(&queue); ++i) {
- *   QueueEntry *entry = peekQueueEntryIter(&iter, 0);
+ *   QueueEntry *entry = peekQueueEntryIter(&iter, 1);
  *   if (entry == NULL) continue;
  *   look_at(entry);
- *   FreeQueueEntry(entry, 0);
+ *   FreeQueueEntry(entry, 1);
  * }
+ * unlockQueue(&queue);
  * @endcode
+ *
+ * @warning An entry that was removed and not yet released comes up as well, and the walk's release
+ *          then frees it under its remover. Walk only while no thread is between deQueueEntry() and
+ *          FreeQueueEntry().
  *
  * @warning One call beyond the last slot gives null. Any further call gives null when @p locked is
  *          not 0, and with @p locked 0 locks the queue twice: it never returns.
@@ -207,8 +226,8 @@ CU_API int waitOnQueue(Queue *queue, int32_t ms);
  * Run it on a thread of your own. To end it, cancel and join that thread (pthread_cancel()), which
  * leaves the queue unlocked, before you release the queue. A round waits for an insertion, sleeps
  * ambrelusleep(1000 x `delayMs`) if the queue is not empty, and then takes a reference of the
- * oldest entry that it never drops: that entry is not freed by the release after its removal, and
- * your code must release it once more for each round that saw it.
+ * oldest entry that it never drops: an entry that k rounds saw is freed by the k-th release after
+ * its removal, and your code must make those releases.
  *
  * Returns at once for null.
  */

@@ -1,4 +1,4 @@
-// Two threads that hand a turn to each other through a pair of semaphores, a million times.
+// Two threads that hand a turn to each other through a pair of semaphores, up to a million times.
 #include "include/ambrelthreadutils.h"
 
 #include <gtest/gtest.h>
@@ -56,11 +56,12 @@ TEST(PingPong, PosixSemaphoresLoseNoTurn) {
 }
 
 TEST(PingPong, PosixSemaphoresWithALimitLoseNoTurn) {
-  EXPECT_EQ(kTurns, PingPong(kPosix, 1000).Play(kTurns));
+  EXPECT_EQ(kTurns / 4, PingPong(kPosix, 1000).Play(kTurns / 4));
 }
 
 TEST(PingPong, ConditionSemaphoresLoseSignalsButNoTurn) {
-  EXPECT_EQ(kTurns, PingPong(kCondition, 1).Play(kTurns));
+  // Each lost signal costs a wait of a millisecond.
+  EXPECT_EQ(kTurns / 10, PingPong(kCondition, 1).Play(kTurns / 10));
 }
 
 TEST(PingPong, PosixSemaphoresGoOnWhileTheWallClockIsSetBackAndForth) {
