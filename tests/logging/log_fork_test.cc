@@ -14,6 +14,7 @@ class LoggerFork : public LoggingTest {
   /// Forks, runs a function in the child, and returns the child's id once it has ended well.
   template <typename Body>
   static pid_t InChild(Body body) {
+    fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
       alarm(60);
@@ -108,6 +109,7 @@ TEST_F(LoggerFork, AChildPrintsItsOwnIdsOnStandardError) {
 
 TEST_F(LoggerFork, ParentAndChildKeepTheirLinesWholeInOneFile) {
   Start();
+  fflush(nullptr);
   const pid_t child = fork();
   for (int i = 0; i < 200; ++i) {
     DbgLog_DumptoLog(DBGLOG_ERROR, "line %d %s\n", i, std::string(50, 'x').c_str());

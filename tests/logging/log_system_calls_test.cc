@@ -19,6 +19,7 @@ class SystemCalls : public LoggingTest {
   /// where processes cannot be traced.
   template <typename Body>
   static long Count(Body body) {
+    fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
       if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(1);
