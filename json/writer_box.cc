@@ -1,0 +1,85 @@
+#include "json/writer_box.hpp"
+
+#include <stdlib.h>
+
+#include <type_traits>
+
+#include "internal/grow.hpp"
+#include "internal/owned.hpp"
+
+static_assert(std::is_standard_layout_v<JsonBox> && offsetof(JsonBox, capacity) == sizeof(void *) &&
+              offsetof(JsonBox, length) == sizeof(void *) + 4);
+
+namespace cu {
+namespace {
+
+void LoseText(JsonBox &box) {
+  free(box.data);
+  box.data = nullptr;
+  box.capacity = 0;
+}
+
+}  // namespace
+
+char *ExtendBox(JsonBox &box, uint64_t count) {
+  if (box.data == nullptr) box.capacity = box.length = 0;
+  const uint64_t length = box.length + count;
+  if (length + 1 >= box.capacity) {
+    auto *const grown =
+        length + 1 > UINT32_MAX
+            ? nullptr
+            : static_cast<char *>(ReallocRounded(box.data, static_cast<size_t>(length) + 1));
+    if (grown == nullptr) {
+      LoseText(box);
+      return nullptr;
+    }
+    grown[length] = '\0';
+    box.data = grown;
+    box.capacity = static_cast<uint32_t>(length) + 1;
+  }
+  // Text that fits into what a finalised box had before overwrites it and gets no terminator of its
+  // own: what is left of the old text stays behind it.
+  char *const at = box.data + box.length;
+  box.length = static_cast<uint32_t>(length);
+  return at;
+}
+
+}  // namespace cu
+
+int jsonAppendString(JsonBox *box, const char *bytes, uint32_t count) {
+  if (box == nullptr || bytes == nullptr) return 0;
+  // The bytes may be the box's own: they move with it.
+  const bool own = box->data != nullptr && bytes >= box->data && bytes < box->data + box->capacity;
+  const size_t offset = own ? static_cast<size_t>(bytes - box->data) : 0;
+  char *const at = cu::ExtendBox(*box, count);
+  if (at == nullptr) return 0;
+  if (count != 0) memmove(at, own ? box->data + offset : bytes, count);
+  return 1;
+}
+
+int JsonFinalize(JsonBox *box) {
+  if (box == nullptr || box->data == nullptr || box->length < 2) return 0;
+  if (box->data[box->length - 2] == ',') {
+    box->data[box->length - 2] = ' ';
+    box->data[box->length - 1] = '\0';
+    box->length -= 2;
+  }
+  return JsonCleanup(box);
+}
+
+int JsonCleanup(JsonBox *box) {
+  if (box == nullptr || box->data == nullptr) return 1;
+  const char *const last = strrchr(box->data, '}');
+  const size_t end = last == nullptr ? 0 : static_cast<size_t>(last - box->data) + 1;
+  if (box->data[end] == '\0') return 1;
+  box->data[end] = '\0';
+  box->length = static_cast<uint32_t>(end);
+  return 1;
+}
+
+int JsonFreeBox(JsonBox *box) {
+  if (box == nullptr || box->data == nullptr) return 0;
+  free(box->data);
+  box->data = nullptr;
+  return 1;
+}
