@@ -6,27 +6,26 @@
 
 namespace {
 
-bool IsNamed(const char *candidate, std::string_view name) {
-  return candidate != nullptr && strncmp(candidate, name.data(), name.size()) == 0 &&
-         candidate[name.size()] == '\0';
-}
-
-/// The first element whose text at `name_of` is `name`.
-template <typename Array, typename Element>
-Element *Find(const Array &array, char *Element::*name_of, std::string_view name) {
+/// The first element whose name `matches`; elements without a name are skipped.
+template <typename Array, typename Element, typename Matches>
+Element *Find(const Array &array, char *Element::*name_of, Matches matches) {
   // The count is a signed number to those who compare it.
   const auto count = static_cast<int32_t>(array.count);
   if (array.list == nullptr) return nullptr;
   for (int32_t i = 0; i < count; ++i) {
-    if (IsNamed(array.list[i].*name_of, name)) return &array.list[i];
+    const char *const name = array.list[i].*name_of;
+    if (name != nullptr && matches(name)) return &array.list[i];
   }
   return nullptr;
 }
 
 template <typename Array, typename Element>
-int Find(const Array *array, char *Element::*name_of, const char *name, Element **out) {
-  if (array == nullptr || name == nullptr || out == nullptr) return 0;
-  Element *const found = Find(*array, name_of, std::string_view(name));
+int Find(const Array *array, char *Element::*name_of, const char *wanted, Element **out) {
+  if (array == nullptr || wanted == nullptr || out == nullptr) return 0;
+  const char first = *wanted;
+  Element *const found = Find(*array, name_of, [=](const char *name) {
+    return *name == first && strcmp(name, wanted) == 0;
+  });
   if (found == nullptr) return 0;
   *out = found;
   return 1;
@@ -35,8 +34,10 @@ int Find(const Array *array, char *Element::*name_of, const char *name, Element 
 }  // namespace
 
 rfAECommonConfigConfigParam *cu::FindParameter(const rfAECommonConfigConfigParamArray &params,
-                                               std::string_view name) {
-  return Find(params, &rfAECommonConfigConfigParam::parameterName, name);
+                                               std::string_view wanted) {
+  return Find(params, &rfAECommonConfigConfigParam::parameterName, [=](const char *name) {
+    return strncmp(name, wanted.data(), wanted.size()) == 0 && name[wanted.size()] == '\0';
+  });
 }
 
 int getAEParameterGroup(const rfAECommonConfigConfigObjArray *groups, const char *name,

@@ -12,21 +12,30 @@ inline constexpr size_t kLongestUnsigned32 = 10;
 inline constexpr size_t kLongestSigned32 = 11;
 inline constexpr size_t kLongestUnsigned64 = 20;
 
+/// How many digits a value has; 0 has one.
+size_t CountDigits(uint32_t value);
+size_t CountDigits(uint64_t value);
+
 /// Write a value's digits so that they end before `end`, and return where they begin. No terminator
 /// is written.
 char *DigitsBefore(char *end, uint32_t value);
 char *DigitsBefore(char *end, uint64_t value);
 
-/// The same with the sign of a negative value.
-inline char *SignedDigitsBefore(char *end, int32_t value) {
+/// Exactly `count` digits, with zeros in front.
+char *PaddedDigitsBefore(char *end, uint32_t value, size_t count);
+
+/// What is left of a value without its sign.
+inline uint32_t MagnitudeOf(int32_t value) {
   const auto bits = static_cast<uint32_t>(value);
-  char *first = DigitsBefore(end, value < 0 ? 0 - bits : bits);
+  return value < 0 ? 0 - bits : bits;
+}
+
+/// A value's digits with the sign of a negative one.
+inline char *SignedDigitsBefore(char *end, int32_t value) {
+  char *first = DigitsBefore(end, MagnitudeOf(value));
   if (value < 0) *--first = '-';
   return first;
 }
-
-/// Exactly `count` digits, with zeros in front.
-char *PaddedDigitsBefore(char *end, uint32_t value, size_t count);
 
 }  // namespace cu
 

@@ -72,6 +72,19 @@ bool RoundExactly(float value, uint8_t decimals, Decimal &result) {
   return true;
 }
 
+/// The length of the longest number.
+constexpr size_t kLongestDecimal = 1 + kLongestUnsigned32 + 1 + kMostDecimals;
+
+/// Writes a number so that it ends before `end`.
+void WriteBefore(char *end, const Decimal &number, uint8_t decimals, char point) {
+  if (decimals != 0) {
+    end = PaddedDigitsBefore(end, number.fraction, decimals);
+    *--end = point;
+  }
+  end = DigitsBefore(end, number.whole);
+  if (number.negative) *--end = '-';
+}
+
 /// snprintf() with what it cut counted off.
 template <typename Number>
 size_t Print(char *text, size_t size, uint8_t decimals, Number value) {
@@ -79,12 +92,10 @@ size_t Print(char *text, size_t size, uint8_t decimals, Number value) {
   return std::min(static_cast<size_t>(std::max(length, 0)), size - 1);
 }
 
-/// Gives the caller a zero-filled string of `size` bytes.
-char *NewString(const char *text, size_t length, size_t size, char **out) {
+/// Gives the caller a zero-filled block of `size` bytes.
+char *NewBlock(size_t size, char **out) {
   *out = static_cast<char *>(malloc(size));
-  if (*out == nullptr) return nullptr;
-  memcpy(*out, text, length);
-  memset(*out + length, 0, size - length);
+  if (*out != nullptr) memset(*out, 0, size);
   return *out;
 }
 
@@ -102,19 +113,18 @@ size_t FormatFloat(char *text, uint8_t decimals, float value) {
     return FormatFloatByPrintf(text, decimals, value);
   }
 
-  char characters[1 + kLongestUnsigned32 + 1 + kMostDecimals];
-  char *const end = characters + sizeof characters;
-  char *first = end;
-  if (decimals != 0) {
-    first = PaddedDigitsBefore(first, number.fraction, decimals);
-    *--first = *point;
+  const size_t point_and_decimals = decimals == 0 ? 0 : decimals + size_t{1};
+  const size_t length = number.negative + CountDigits(number.whole) + point_and_decimals;
+  const size_t kept = std::min(length, FloatTextSize(decimals) - 1);
+  if (kept == length) {
+    WriteBefore(text + length, number, decimals, *point);
+  } else {
+    char longer[kLongestDecimal];
+    WriteBefore(longer + length, number, decimals, *point);
+    memcpy(text, longer, kept);
   }
-  first = DigitsBefore(first, number.whole);
-  if (number.negative) *--first = '-';
-  const size_t length = std::min(static_cast<size_t>(end - first), FloatTextSize(decimals) - 1);
-  memcpy(text, first, length);
-  text[length] = '\0';
-  return length;
+  text[kept] = '\0';
+  return kept;
 }
 
 size_t FormatDouble(char *text, uint8_t decimals, double value) {
@@ -126,17 +136,17 @@ size_t FormatDouble(char *text, uint8_t decimals, double value) {
 char *getFloatAsString(uint8_t precision, char **out, float value) {
   if (out == nullptr) return nullptr;
   const uint8_t decimals = std::min(precision, cu::kMostDecimals);
-  char text[cu::kLargestFloatText];
-  const size_t length = cu::FormatFloat(text, decimals, value);
-  return cu::NewString(text, length, cu::FloatTextSize(decimals) + 1, out);
+  char *const text = cu::NewBlock(cu::FloatTextSize(decimals) + 1, out);
+  if (text != nullptr) cu::FormatFloat(text, decimals, value);
+  return text;
 }
 
 char *getDoubleAsString(uint8_t precision, char **out, double value) {
   if (out == nullptr) return nullptr;
   const uint8_t decimals = std::min(precision, cu::kMostDecimals);
-  char text[cu::kLargestDoubleText];
-  const size_t length = cu::FormatDouble(text, decimals, value);
-  return cu::NewString(text, length, cu::DoubleTextSize(decimals), out);
+  char *const text = cu::NewBlock(cu::DoubleTextSize(decimals), out);
+  if (text != nullptr) cu::FormatDouble(text, decimals, value);
+  return text;
 }
 
 char *getDoubleAsIntOrDoubleString(uint8_t precision, char **out, double value) {

@@ -9,39 +9,30 @@
 
 namespace {
 
-/// Room in which a number is written from the back, with zero bytes behind it, so that one copy of
-/// a fixed size makes the zero-filled string.
-template <size_t kBytes>
-struct Scratch {
-  char text[cu::kLongestUnsigned64 + kBytes] = {};
-
-  char *end() { return text + cu::kLongestUnsigned64; }
-};
-
-/// Stores a new string of kBytes bytes with what was written from `first` on; characters beyond
-/// kKept are cut.
-template <size_t kBytes, size_t kKept>
-char *NewString(const char *first, char **out) {
+/// Stores a new zero-filled string of kBytes bytes with a number of which kKept characters are
+/// kept.
+template <size_t kBytes, size_t kKept, typename Unsigned>
+char *NewNumber(bool negative, Unsigned magnitude, char **out) {
   static_assert(kKept < kBytes);
+  if (out == nullptr) return nullptr;
   *out = static_cast<char *>(malloc(kBytes));
   if (*out == nullptr) return nullptr;
-  memcpy(*out, first, kBytes);
-  memset(*out + kKept, 0, kBytes - kKept);
+  memset(*out, 0, kBytes);
+  if (negative) **out = '-';
+  size_t length = negative + cu::CountDigits(magnitude);
+  for (; length > kKept; --length) magnitude /= 10;
+  cu::DigitsBefore(*out + length, magnitude);
   return *out;
 }
 
 template <size_t kBytes, size_t kKept>
-char *FormatSigned(int32_t value, char **out) {
-  if (out == nullptr) return nullptr;
-  Scratch<kBytes> scratch;
-  return NewString<kBytes, kKept>(cu::SignedDigitsBefore(scratch.end(), value), out);
+char *NewSigned(int32_t value, char **out) {
+  return NewNumber<kBytes, kKept>(value < 0, cu::MagnitudeOf(value), out);
 }
 
-template <size_t kBytes, size_t kKept, typename Unsigned>
-char *FormatUnsigned(Unsigned value, char **out) {
-  if (out == nullptr) return nullptr;
-  Scratch<kBytes> scratch;
-  return NewString<kBytes, kKept>(cu::DigitsBefore(scratch.end(), value), out);
+template <size_t kBytes, size_t kKept>
+char *NewUnsigned(uint32_t value, char **out) {
+  return NewNumber<kBytes, kKept>(false, value, out);
 }
 
 }  // namespace
@@ -49,41 +40,42 @@ char *FormatUnsigned(Unsigned value, char **out) {
 // The sizes are part of the interface: where they cut a value, daemons know the cut text.
 
 char *getIntegerAsString(int32_t value, char **out) {
-  return FormatSigned<11, cu::kIntegerCharactersKept>(value, out);
+  return NewSigned<11, cu::kIntegerCharactersKept>(value, out);
 }
 
 char *getUnsignedIntegerAsString(uint32_t value, char **out) {
-  return FormatUnsigned<11, cu::kIntegerCharactersKept>(value, out);
+  return NewUnsigned<11, cu::kIntegerCharactersKept>(value, out);
 }
 
 char *getLongAsString(int32_t value, char **out) {
-  return FormatSigned<21, 20>(value, out);
+  return NewSigned<21, 20>(value, out);
 }
 
 char *getUnsignedLongAsString(uint64_t value, char **out) {
-  return FormatUnsigned<21, 20>(value, out);
+  return NewNumber<21, 20>(false, value, out);
 }
 
 char *getShortAsString(int16_t value, char **out) {
-  return FormatSigned<7, 6>(value, out);
+  return NewSigned<7, 6>(value, out);
 }
 
 char *getUnsignedShortAsString(uint16_t value, char **out) {
-  return FormatUnsigned<7, 6>(uint32_t{value}, out);
+  return NewUnsigned<7, 6>(value, out);
 }
 
 char *getInteger8AsString(int8_t value, char **out) {
-  return FormatSigned<4, 3>(value, out);
+  return NewSigned<4, 3>(value, out);
 }
 
 char *getUnsignedInteger8AsString(uint8_t value, char **out) {
-  return FormatUnsigned<4, 3>(uint32_t{value}, out);
+  return NewUnsigned<4, 3>(value, out);
 }
 
 char *getUnsignedInteger8AsStringPad(uint8_t value, char **out) {
   if (out == nullptr) return nullptr;
-  Scratch<4> scratch;
-  return NewString<4, 3>(cu::PaddedDigitsBefore(scratch.end(), value, 3), out);
+  *out = cu::NewString(3).release();
+  if (*out != nullptr) cu::PaddedDigitsBefore(*out + 3, value, 3);
+  return *out;
 }
 
 char *getBooleanAsString(uint8_t value, char **out) {

@@ -98,7 +98,9 @@ int tokenizeStringWithNoSpaces(const char *string, const char *delimiters, Token
 
 void FreeTokens(TokenList *list) {
   if (list == nullptr || list->tokens == nullptr) return;
-  for (size_t i = 0; i < list->count; ++i) free(list->tokens[i]);
-  free(list->tokens);
+  char **const tokens = list->tokens;
+  char **const end = tokens + list->count;
+  for (char **token = tokens; token != end; ++token) free(*token);
+  free(tokens);
   list->tokens = nullptr;
 }

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <string.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 
 #include "config/param.hpp"
 #include "include/configparams.h"
@@ -117,6 +120,37 @@ TEST(GetAEParameterAsInteger, ConvertsAsStrtolOf32Bits) {
                        {"-2147483648", INT32_MIN},
                        {"-2147483649", INT32_MIN},
                        {"99999999999999999999", INT32_MAX}});
+}
+
+/// A 64-bit conversion brought to the limits of 32 bits, as the target's strtol() does.
+int32_t Strtol32(const char *text) {
+  const long long value = strtoll(text, nullptr, getParameterBase(text));
+  return static_cast<int32_t>(std::clamp<long long>(value, INT32_MIN, INT32_MAX));
+}
+
+TEST(GetAEParameterAsInteger, EqualsStrtolOnRandomTexts) {
+  std::mt19937 random(1);
+  Param param(CONFIG_TYPE_INTEGER, "0123456789ab");
+  for (int round = 0; round < 200000; ++round) {
+    // Mostly digits, so that texts of digits alone are frequent at every length.
+    const size_t length = random() % 13;
+    for (size_t i = 0; i < length; ++i) {
+      param.parameterValue[i] =
+          random() % 16 != 0 ? "0123456789"[random() % 10] : "+- xXbB.fF\x80"[random() % 11];
+    }
+    param.parameterValue[length] = '\0';
+    int32_t value = 77;
+    ASSERT_EQ(getAEParameterAsInteger(&param, &value), 1);
+    ASSERT_EQ(value, Strtol32(param.parameterValue)) << '"' << param.parameterValue << '"';
+    if (strchr(param.parameterValue, '-') != nullptr) continue;
+    param.type = CONFIG_TYPE_UNSIGNED_INTEGER;
+    uint32_t unsigned_value = 77;
+    ASSERT_EQ(getAEParameterAsUnsignedInteger(&param, &unsigned_value), 1);
+    const int base = getParameterBase(param.parameterValue);
+    const unsigned long long wide = strtoull(param.parameterValue, nullptr, base);
+    ASSERT_EQ(unsigned_value, std::min<unsigned long long>(wide, UINT32_MAX));
+    param.type = CONFIG_TYPE_INTEGER;
+  }
 }
 
 TEST(GetAEParameterAsInteger, ReadsTheWholeTextWithItsBase) {
