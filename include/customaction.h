@@ -22,10 +22,11 @@
  * @endcode
  *
  * **The plug-in's side.** Its method is an AmbrelCustomActionMethod with C linkage. It finds the
- * action's declared output parameters in its list and fills in their values with
- * setAEParameterValue() and its like (configparams.h). The plug-in is unloaded when the method has
- * returned, so whatever the list points to by then has to come from malloc(): a string constant of
- * the plug-in would be gone. No thread of its own may go on running in it either.
+ * action's declared output parameters in its list and replaces their values with
+ * setAEParameterValue() and its like (configparams.h), after free() of the declared ones. The
+ * plug-in is unloaded when the method has returned, so whatever the list points to by then has to
+ * come from malloc(): a string constant of the plug-in would be gone. No thread of its own may go
+ * on running in it either.
  *
  * **Trust.** An action runs whatever library its document names, with the daemon's rights. Take
  * such documents from root-only directories alone.
