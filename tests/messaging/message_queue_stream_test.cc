@@ -162,6 +162,18 @@ TEST(SerializeMsgQueue, LeavesOutMessagesWithoutData) {
   EXPECT_EQ(Record(0, "1\0"s) + Record(0, "3\0"s), queue.Serialise());
 }
 
+TEST(SerializeMsgQueue, GivesNothingWhenTheStreamExceeds32Bits) {
+  Queue queue;
+  queue.Add("1");
+  queue.Add("2");
+  for (int slot = 0; slot < 2; ++slot) queue.record()->entries[slot]->length = 0x80000000;
+  void *stream = &queue;
+  uint32_t length = 4711;
+  EXPECT_EQ(1, SerializeMsgQueue(queue.record(), &stream, &length));
+  EXPECT_EQ(nullptr, stream);
+  EXPECT_EQ(0u, length);
+}
+
 TEST(SerializeMsgQueue, RefusesNullsAndGivesNothingForAnUninitialisedQueue) {
   MessageQueue queue = {};
   char other = 0;

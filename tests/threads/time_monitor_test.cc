@@ -246,6 +246,14 @@ TEST_F(Registry, GrowsAnArrayThatTheOwnerMade) {
   EXPECT_EQ(&b_, monitor_.semaphores[100]);
 }
 
+TEST_F(Registry, IsEmptiedWhenItsCountCannotGrow) {
+  monitor_.semaphores = static_cast<AmbrelSemaphore **>(malloc(sizeof(AmbrelSemaphore *)));
+  monitor_.count = UINT32_MAX;
+  EXPECT_EQ(0, AmbrelRegisterSemaphore(&monitor_, &a_));
+  EXPECT_EQ(nullptr, monitor_.semaphores);
+  EXPECT_EQ(0u, monitor_.count);
+}
+
 TEST_F(Registry, DeregistersTheFirstEntryAndKeepsTheOrder) {
   for (AmbrelSemaphore *semaphore : {&a_, &b_, &c_, &b_})
     AmbrelRegisterSemaphore(&monitor_, semaphore);
