@@ -129,7 +129,7 @@ CU_API int setAEParameterValue(rfAECommonConfigConfigParam *param, const void *b
  * | "uint64" | all | getUnsignedLongAsString() |
  *
  * @return 1; 0 for other types, and the value is left alone; 0 without memory, and the value is
- * then null.
+ *         then null.
  */
 CU_API int setAEIntegerParameterValue(rfAECommonConfigConfigParam *param, int64_t value);
 
@@ -137,7 +137,7 @@ CU_API int setAEIntegerParameterValue(rfAECommonConfigConfigParam *param, int64_
  * @brief Stores a number as text with 6 decimals, by getFloatAsString(), for the type "float".
  *
  * @return 1; 0 for other types, and the value is left alone; 0 without memory, and the value is
- * then null.
+ *         then null.
  */
 CU_API int setAEFloatParameterValue(rfAECommonConfigConfigParam *param, float value);
 /** @} */

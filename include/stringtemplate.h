@@ -84,7 +84,7 @@ CU_API CU_MUST_USE int CreateStringWithArgs(const char *format, char **out, uint
  *
  * @param bytes must not lie inside the box.
  * @return 1; 0 for null arguments or a @p count of 0, and the box is left alone; 0 without memory
- * or when the length would pass 32 bits, and the box is then empty and its bytes released.
+ *         or when the length would pass 32 bits, and the box is then empty and its bytes released.
  */
 CU_API int AddDataToBufferBox(BufferBox *box, const void *bytes, uint32_t count);
 

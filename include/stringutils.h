@@ -51,8 +51,8 @@ typedef struct TokenList {
  * @brief Compares two strings over one byte fewer than the shorter one has.
  *
  * @return 0 when those bytes are equal, else 1. Mind the sense, and that the last byte of the
- * shorter string is not looked at: "abc" matches "abX". With an empty string nothing is compared:
- * 0. 1 for a null string.
+ *         shorter string is not looked at: "abc" matches "abX". With an empty string nothing is
+ *         compared: 0. 1 for a null string.
  */
 CU_API int ext_match(const char *a, const char *b);
 
@@ -81,7 +81,8 @@ CU_API CU_MUST_USE char *joinPath(const char *directory, const char *name);
  * "/tmp/" and "f" give "/tmp//f", which names the same file.
  *
  * @param destination receives at most @p size bytes with the terminator; the rest of a longer path
- * is cut. It may be the directory's own buffer. Nothing is written when size is 0.
+ *                    is cut. It may be the directory's own buffer. Nothing is written when size is
+ *                    0.
  * @return @p destination, or null when any pointer is null.
  */
 CU_API char *concatPath(char *destination, const char *directory, const char *name, uint32_t size);

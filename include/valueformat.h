@@ -78,8 +78,7 @@ CU_API char *getBooleanAsString(uint8_t value, char **out);
 CU_API char *getFloatAsString(uint8_t precision, char **out, float value);
 
 /**
- * @brief As getFloatAsString(), in @p precision + 21 bytes, with at most @p precision + 20
- * characters.
+ * @brief As getFloatAsString(), in @p precision + 21 bytes, of which all but one are used.
  */
 CU_API char *getDoubleAsString(uint8_t precision, char **out, double value);
 
@@ -101,7 +100,7 @@ CU_API int compareUUID(const uint8_t *a, const uint8_t *b);
  *
  * @param uuid        the text; its terminator ends the copy.
  * @param destination receives up to @p maximum + 1 characters and no terminator: clear a buffer of
- * at least @p maximum + 2 bytes before the call.
+ *                    at least @p maximum + 2 bytes before the call.
  * @param maximum     the copy stops after the character that makes it longer than this.
  * @return 1, or 0 when a pointer is null.
  */
@@ -125,7 +124,7 @@ CU_API int convertHexStringToByteArray(const char *hex, uint32_t length, uint8_t
  * @brief Copies bytes into a new string with a terminator behind them.
  *
  * @return 1 with the string, to be released with free(), in `*out`; 0 for null pointers, and
- * without memory, when `*out` is null.
+ *         without memory, when `*out` is null.
  */
 CU_API CU_MUST_USE int convertByteArraytoString(const void *bytes, uint32_t length, char **out);
 
@@ -145,7 +144,7 @@ CU_API CU_MUST_USE int convertStringToByteArray(const char *string, uint8_t **ou
  *
  * @return -1 when a byte differs within the shorter length, else 1 when the lengths differ, else 0.
  *         Not an order: swapping the blocks does not change the result. 0, as for equal blocks,
- * when either pointer is null: test for null before.
+ *         when either pointer is null: test for null before.
  */
 CU_API int byteCompare(const void *a, uint32_t lengthA, const void *b, uint32_t lengthB);
 
@@ -153,7 +152,7 @@ CU_API int byteCompare(const void *a, uint32_t lengthA, const void *b, uint32_t 
  * @brief The number base that a text's second character tells.
  *
  * @return 16 for 'x' or 'X', 2 for 'b' or 'B', else 10; 10 for null and for texts of fewer than
- * three characters. The first character is not looked at.
+ *         three characters. The first character is not looked at.
  */
 CU_API int AmbrelGetParameterBaseOfString(const char *text);
 

@@ -13,13 +13,16 @@ char *Join(const char *a, const char *between, const char *b, size_t spare) {
   const size_t length_a = strlen(a);
   const size_t length_between = strlen(between);
   const size_t length_b = strlen(b);
-  const size_t length = length_a + length_between + length_b;
-  char *const joined = static_cast<char *>(malloc(length + 1 + spare));
+  size_t length = 0;
+  if (__builtin_add_overflow(length_a, length_b, &length)) return nullptr;
+  size_t size = 0;
+  if (__builtin_add_overflow(length, length_between + 1 + spare, &size)) return nullptr;
+  char *const joined = static_cast<char *>(malloc(size));
   if (joined == nullptr) return nullptr;
   memcpy(joined, a, length_a);
   memcpy(joined + length_a, between, length_between);
   memcpy(joined + length_a + length_between, b, length_b);
-  memset(joined + length, 0, 1 + spare);
+  memset(joined + size - 1 - spare, 0, 1 + spare);
   return joined;
 }
 

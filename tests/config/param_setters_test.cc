@@ -56,6 +56,14 @@ TEST(SetAEParameterValue, DoesNotFreeTheOldValue) {
   free(param.parameterValue);
 }
 
+#if UINTPTR_MAX == UINT32_MAX
+TEST(SetAEParameterValue, KeepsTheValueWhereTheCopyWouldPassTheAddressSpace) {
+  Fixed param(CONFIG_TYPE_STRING);
+  EXPECT_EQ(setAEParameterValue(&param, "x", 0xFFFFFFFF), 0);
+  EXPECT_TRUE(param.unchanged());
+}
+#endif
+
 TEST(SetAEParameterValue, Gives0ForNull) {
   Fixed param(CONFIG_TYPE_STRING);
   EXPECT_EQ(setAEParameterValue(nullptr, "x", 1), 0);

@@ -74,6 +74,14 @@ TEST(ConvertByteArraytoString, MakesAnEmptyStringOfNoBytes) {
   EXPECT_EQ(TakenBytes(out, 1), std::string(1, '\0'));
 }
 
+#if UINTPTR_MAX == UINT32_MAX
+TEST(ConvertByteArraytoString, Gives0WhereTheTerminatorWouldPassTheAddressSpace) {
+  char *out = nullptr;
+  EXPECT_EQ(convertByteArraytoString("abc", 0xFFFFFFFF, &out), 0);
+  EXPECT_EQ(out, nullptr);
+}
+#endif
+
 TEST(ConvertByteArraytoString, Gives0ForNullAndLeavesOutAlone) {
   char text[] = "kept";
   char *out = text;

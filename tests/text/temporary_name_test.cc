@@ -93,6 +93,15 @@ TEST(AeCreateTemporaryName, CountsANullPrefixAsEmpty) {
   EXPECT_EQ(Name(nullptr, 5).size(), 5U);
 }
 
+#if UINTPTR_MAX == UINT32_MAX
+TEST(AeCreateTemporaryName, GivesNullWhereTheNameWouldPassTheAddressSpace) {
+  char kept[] = "kept";
+  char *out = kept;
+  EXPECT_EQ(aeCreateTemporaryName("p", 0xFFFFFFFF, &out), 1);
+  EXPECT_EQ(out, nullptr);
+}
+#endif
+
 TEST(AeCreateTemporaryName, Gives1ForANullOut) {
   EXPECT_EQ(aeCreateTemporaryName("p", 3, nullptr), 1);
 }
