@@ -41,6 +41,12 @@ static void print_line(FILE *out, const char *line, size_t length) {
           (int)(open - line), line, (int)(length - (size_t)(close + 1 - line)), close + 1);
 }
 
+/* The library's own DEBUG lines, several for each message, would drown the daemon's. */
+static int is_shown(const char *line, size_t length) {
+  static const char debug[] = " DEBUG (";
+  return memmem(line, length < 64 ? length : 64, debug, sizeof debug - 1) == NULL;
+}
+
 long daemon_log_print_tail(FILE *out, const char *log_file, int lines) {
   FILE *file = fopen(log_file, "rb");
   if (file == NULL) return -1;
@@ -57,16 +63,25 @@ long daemon_log_print_tail(FILE *out, const char *log_file, int lines) {
     return -1;
   }
 
-  long total = 0;
-  for (long i = LOG_HEADER_SIZE; i < size; ++i) total += text[i] == '\n';
-  long number = 0;
-  const char *line = text + LOG_HEADER_SIZE;
-  const char *end = text + size;
-  while (line < end) {
-    const char *stop = memchr(line, '\n', (size_t)(end - line));
-    if (stop == NULL) stop = end;
-    if (++number > total - lines) print_line(out, line, (size_t)(stop - line));
-    line = stop + 1;
+  long total = 0, shown = 0;
+  for (int pass = 0; pass < 2; ++pass) {
+    const long skip = shown > lines ? shown - lines : 0;
+    long number = 0;
+    const char *line = text + LOG_HEADER_SIZE;
+    const char *end = text + size;
+    while (line < end) {
+      const char *stop = memchr(line, '\n', (size_t)(end - line));
+      if (stop == NULL) stop = end;
+      const size_t length = (size_t)(stop - line);
+      if (pass == 0) ++total;
+      if (is_shown(line, length)) {
+        if (pass == 0)
+          ++shown;
+        else if (++number > skip)
+          print_line(out, line, length);
+      }
+      line = stop + 1;
+    }
   }
   free(text);
   return total;

@@ -26,8 +26,8 @@ void daemon_log_keep_alive(void);
 
 void daemon_log_stop(void);
 
-/* Prints the last `lines` lines of a log file with its time stamps as dates; the number of lines in
- * the file, or -1 when it cannot be read. */
+/* Prints the last `lines` lines of a log file, DEBUG left out, with its time stamps as dates; the
+ * number of all lines in the file, or -1 when it cannot be read. */
 long daemon_log_print_tail(FILE *out, const char *log_file, int lines);
 
 #endif

@@ -7,13 +7,22 @@ documents=$(dirname "${BASH_SOURCE[0]}")/../documents
 
 dir=$(mktemp -d /tmp/boardd-demo-XXXXXX)
 cp "$documents"/* "$dir"
-printf '\n  Running boardd on the documents of examples/documents, in %s\n\n' "$dir"
-"$build/examples/boardd/boardd" --dir "$dir"
+mkdir "$dir/plugins"
+cp "$build/examples/boardd/libboardaction.so" "$dir/plugins/"
+boardd=$build/examples/boardd/boardd
+
+printf '\n  boardd runs for a moment on the documents of examples/documents, in %s\n' "$dir"
+"$boardd" --dir "$dir" --seconds 1 >/dev/null 2>&1
+printf '  ... and a second time, to find what the first run left; then it shows\n'
+"$boardd" --dir "$dir" --seconds 3 2>/dev/null
+printf '\n  It crashes on purpose, and the log keeps where\n'
+"$boardd" --dir "$dir" --crash >/dev/null 2>&1 || true
+grep -a 'bt:' "$dir/boardd.log" | sed -E 's/^.*\]bt:[0-9]+: /    /' | head -4
 cat <<EOM
 
   Try next
     less $dir/boardd.json
-    xxd $dir/boardd.log | head
+    xxd $dir/store/events.db | head
     less examples/boardd/boardd.c
     ./dev test
 EOM
