@@ -5,7 +5,6 @@
 #include <cjson/cJSON.h>
 #include <jansson.h>
 #include <jsmn.h>
-#include <json-c/json.h>
 #include <rapidjson/document.h>
 #include <yajl/yajl_parse.h>
 
@@ -15,6 +14,7 @@
 
 #include "bench/config_records.hpp"
 #include "bench/frame.hpp"
+#include "bench/json_c_peer.hpp"
 
 // The library's token record would meet jsmn's own; the floor needs jsmn itself.
 #include "include/commonconfig.h"
@@ -114,35 +114,6 @@ uint64_t WithJansson(const char *path) {
     }
   }
   json_decref(root);
-  return Finish(config);
-}
-
-uint64_t WithJsonC(const char *path) {
-  const std::string text = ReadWhole(path);
-  json_object *const root = json_tokener_parse(text.c_str());
-  const auto string = [](json_object *object, const char *name) {
-    return json_object_get_string(json_object_object_get(object, name));
-  };
-  Config config;
-  config.ipc_name = Copy(string(root, "ipcName"));
-  config.log_ctrl_file = Copy(string(root, "logCtrlFile"));
-  config.log_file = Copy(string(root, "logfile"));
-  config.log_file_size = json_object_get_int64(json_object_object_get(root, "logFileSize"));
-  json_object *const objects = json_object_object_get(root, "ConfigObj");
-  for (size_t i = 0; i < json_object_array_length(objects); ++i) {
-    json_object *const object = json_object_array_get_idx(objects, i);
-    Group &group = *AddGroup(config);
-    group.name = Copy(string(object, "parameterGroup"));
-    json_object *const items = json_object_object_get(object, "ConfigParam");
-    for (size_t j = 0; j < json_object_array_length(items); ++j) {
-      json_object *const item = json_object_array_get_idx(items, j);
-      Parameter &parameter = *AddParameter(group);
-      parameter.name = Copy(string(item, "parameterName"));
-      parameter.value = Copy(string(item, "parameterValue"));
-      parameter.type = TypeNumber(string(item, "type"));
-    }
-  }
-  json_object_put(root);
   return Finish(config);
 }
 
@@ -295,7 +266,7 @@ int main(int argc, char **argv) {
     workload.Add(Role::kPeer, "cJSON", [=] { return WithCjson(path); });
     workload.Add(Role::kPeer, "yajl", [=] { return WithYajl(path); });
     workload.Add(Role::kPeer, "jansson", [=] { return WithJansson(path); });
-    workload.Add(Role::kPeer, "json-c", [=] { return WithJsonC(path); });
+    workload.Add(Role::kPeer, "json-c", [=] { return cu_bench::LoadConfigWithJsonC(path); });
     workload.Add(Role::kPeer, "RapidJSON in situ", [=] { return WithRapidjson(path); });
     workload.Add(
         Role::kFloor, "fread + jsmn", [=] { return Floor(path); }, cu_bench::Check::kNone);

@@ -5,8 +5,6 @@
 #include <cjson/cJSON.h>
 #include <jansson.h>
 #include <jsmn.h>
-#include <json-c/json.h>
-#include <json-c/json_pointer.h>
 #include <rapidjson/document.h>
 #include <rapidjson/pointer.h>
 
@@ -20,6 +18,7 @@
 
 #include "bench/config_records.hpp"
 #include "bench/frame.hpp"
+#include "bench/json_c_peer.hpp"
 #include "include/jsonnode.h"
 #include "include/jsonparser.h"
 
@@ -66,13 +65,8 @@ void AddBuild(cu_bench::Family &family, const char *name, int groups) {
     cJSON_Delete(root);
     return ok;
   });
-  workload.Add(Role::kPeer, "json-c", [=]() -> uint64_t {
-    json_object *const root = json_tokener_parse(text->c_str());
-    const uint64_t ok =
-        strcmp(json_object_get_string(json_object_object_get(root, "ipcName")), "/boardd") == 0;
-    json_object_put(root);
-    return ok;
-  });
+  workload.Add(Role::kPeer, "json-c",
+               [=]() -> uint64_t { return cu_bench::BuildTreeWithJsonC(*text); });
   workload.Add(Role::kPeer, "jansson", [=]() -> uint64_t {
     json_t *const root = json_loadb(text->data(), text->size(), 0, nullptr);
     const uint64_t ok = strcmp(json_string_value(json_object_get(root, "ipcName")), "/boardd") == 0;
@@ -116,7 +110,7 @@ void AddLookup(cu_bench::Family &family) {
   static JsonNode root = {};
   parseJsonBuffer(text.data(), static_cast<uint32_t>(text.size()), 0, BuildTree, &root);
   cJSON *const cjson = cJSON_Parse(text.c_str());
-  json_object *const jsonc = json_tokener_parse(text.c_str());
+  void *const jsonc = cu_bench::ParseWithJsonC(text);
   json_t *const jansson = json_loads(text.c_str(), 0, nullptr);
   auto rapid = std::make_shared<rapidjson::Document>();
   rapid->Parse(text.c_str());
@@ -159,15 +153,8 @@ void AddLookup(cu_bench::Family &family) {
     }
     return sum;
   });
-  workload.Add(Role::kPeer, "json_pointer_get", [=]() -> uint64_t {
-    uint64_t sum = 0;
-    for (const std::string &pointer : pointers) {
-      json_object *node = nullptr;
-      if (json_pointer_get(jsonc, pointer.c_str(), &node) == 0)
-        sum += strlen(json_object_get_string(node));
-    }
-    return sum;
-  });
+  workload.Add(Role::kPeer, "json_pointer_get",
+               [=]() -> uint64_t { return cu_bench::FindPathsWithJsonC(jsonc, pointers); });
   workload.Add(Role::kPeer, "RapidJSON Pointer", [=]() -> uint64_t {
     uint64_t sum = 0;
     for (const std::string &pointer : pointers)

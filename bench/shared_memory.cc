@@ -44,10 +44,10 @@ int main(int argc, char **argv) {
     auto &workload =
         family.AddWorkload("4 KB there and back, attempts " + std::to_string(attempts));
     workload.Add(Role::kLibrary, "aeLock/Write/Read", [=]() -> uint64_t {
-      aeLockSharedMemory(segment, attempts);
+      if (!aeLockSharedMemory(segment, attempts)) return 0;
       aeWriteSharedMemory(segment, g_block, kSize);
       aeUnLockSharedMemory(segment);
-      aeLockSharedMemory(segment, attempts);
+      if (!aeLockSharedMemory(segment, attempts)) return 0;
       aeReadSharedMemory(segment, g_copy, kSize);
       aeUnLockSharedMemory(segment);
       return g_copy[kSize - 1];
