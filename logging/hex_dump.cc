@@ -9,23 +9,16 @@ namespace {
 
 constexpr char kDigits[] = "0123456789abcdef";
 
-/// Text on its way to a stream, gathered in a buffer of its own. The stream may be unbuffered.
-class ChunkWriter {
+/// A dump on its way to a stream, gathered in a buffer, since the stream may have none.
+class DumpWriter {
  public:
-  explicit ChunkWriter(FILE *stream) : stream_(stream) {}
-
-  void Append(std::string_view text) {
-    while (!text.empty()) {
-      if (used_ == sizeof(buffer_)) Flush();
-      const size_t count = text.size() < Room() ? text.size() : Room();
-      memcpy(buffer_ + used_, text.data(), count);
-      used_ += count;
-      text.remove_prefix(count);
-    }
+  /// The heading is no longer than the buffer.
+  DumpWriter(FILE *stream, std::string_view heading) : stream_(stream), used_(heading.size()) {
+    memcpy(buffer_, heading.data(), heading.size());
   }
 
-  void AppendHex(uint8_t byte) {
-    if (Room() < 5) Flush();
+  void Append(uint8_t byte) {
+    if (Room() < 5) Write();
     char *const at = buffer_ + used_;
     at[0] = '0';
     at[1] = 'x';
@@ -35,34 +28,38 @@ class ChunkWriter {
     used_ += 5;
   }
 
-  /// Writes what has been gathered; false when not all of it could be written.
-  bool Flush() {
-    const size_t count = used_;
-    used_ = 0;
-    return fwrite(buffer_, 1, count, stream_) == count;
+  /// Writes the line break and all that is left; false when not all of it could be written.
+  bool End() {
+    if (Room() < 1) Write();
+    buffer_[used_++] = '\n';
+    return Write();
   }
 
  private:
   size_t Room() const { return sizeof(buffer_) - used_; }
 
+  bool Write() {
+    const size_t count = used_;
+    used_ = 0;
+    return fwrite(buffer_, 1, count, stream_) == count;
+  }
+
   FILE *const stream_;
-  size_t used_ = 0;
+  size_t used_;
   char buffer_[2048];
 };
 
 }  // namespace
 
 int WriteHexDump(FILE *stream, std::string_view heading, const uint8_t *data, uint32_t length) {
-  ChunkWriter writer(stream);
-  writer.Append(heading);
-  for (uint32_t i = 0; i < length; ++i) writer.AppendHex(data[i]);
-  writer.Append("\n");
-  return writer.Flush() ? '\n' : EOF;
+  DumpWriter writer(stream, heading);
+  for (uint32_t i = 0; i < length; ++i) writer.Append(data[i]);
+  return writer.End() ? '\n' : EOF;
 }
 
 }  // namespace cu
 
 int logprintHexString(FILE *stream, const uint8_t *data, uint32_t length) {
   if (stream == nullptr || (data == nullptr && length != 0)) return EOF;
-  return cu::WriteHexDump(stream, {}, data, length);
+  return cu::WriteHexDump(stream, "", data, length);
 }

@@ -9,8 +9,9 @@
 
 namespace cu {
 
-/// Writes a heading and the dump of `length` bytes to a stream, in as few writes as a stack buffer
-/// allows. Returns '\n', or EOF when the end of the dump could not be written.
+/// Writes a heading of at most 2048 characters and the dump of `length` bytes to a stream, in as
+/// few writes as a stack buffer of that size allows. Returns '\n', or EOF when the end of the dump
+/// could not be written.
 int WriteHexDump(FILE *stream, std::string_view heading, const uint8_t *data, uint32_t length);
 
 }  // namespace cu

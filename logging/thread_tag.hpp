@@ -14,7 +14,8 @@ constexpr size_t kThreadTagSize = 1 + 10 + 3 + 10 + 1;
 char *AppendThreadTag(char *dst);
 
 /// From now on a forked child drops the texts kept by its parent, and a logger whose lock another
-/// thread held at the moment of the fork is usable in the child. Texts are not kept before that.
+/// thread held at the moment of the fork is usable in the child. Texts are not kept before that. A
+/// child made past fork(), by _Fork() or clone(), is not noticed.
 void WatchForks();
 
 }  // namespace cu

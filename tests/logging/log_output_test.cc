@@ -475,10 +475,15 @@ TEST_F(DumptoStdErrTrace, TakesANullLabel) {
 TEST_F(DumptoStdErrTrace, DoesNotCutADump) {
   StartWithConsole();
   const std::vector<uint8_t> data(5000, 0xC3);
-  DbgLog_DumptoStdErrTrace(DBGLOG_ERROR, data.data(), 5000, "big", 1);
-  std::string expected = Tag(DBGLOG_ERROR) + "] [big : 1]\n";
-  for (int i = 0; i < 5000; ++i) expected += "0xc3 ";
-  EXPECT_EQ(expected + "\n", console_.Take());
+  // Headers and dumps that end at, before and behind every border of a buffer.
+  for (size_t label = 0; label < 10; ++label) {
+    for (const int32_t size : {390, 391, 392, 393, 394, 395, 396, 397, 398, 399, 400, 401, 5000}) {
+      DbgLog_DumptoStdErrTrace(DBGLOG_ERROR, data.data(), size, std::string(label, 'l').c_str(), 1);
+      std::string expected = Tag(DBGLOG_ERROR) + "] [" + std::string(label, 'l') + " : 1]\n";
+      for (int32_t i = 0; i < size; ++i) expected += "0xc3 ";
+      ASSERT_EQ(expected + "\n", console_.Take());
+    }
+  }
 }
 
 // --- logprintHexString -------------------------------------------------------------------------
