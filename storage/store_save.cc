@@ -1,0 +1,29 @@
+#include "include/AmbrelDataStorage.h"
+
+#include <errno.h>
+#include <string.h>
+
+#include "internal/log_pair.hpp"
+#include "storage/store_checksum.hpp"
+#include "storage/store_lock.hpp"
+#include "storage/store_records.hpp"
+#include "storage/store_stream.hpp"
+
+namespace {
+constexpr char kLogModule[] = "AmbrelDataStorage";
+}
+
+using namespace cu::store;
+
+uint32_t saveAmbrelStorageDeviceUpdateEntry(AmbrelStorageEngine *engine, AmbrelStorageEntry *entry,
+                                            uint32_t held, uint32_t refreshCrc) {
+  if (engine == nullptr || entry == nullptr) return 0;
+  const StoreLock lock(*engine, held);
+  if (!lock || !HasStream(*engine)) return 0;
+  if (!OpenForUpdate(*engine)) {
+    CU_LOG(DBGLOG_DEBUG, "Unable to open db file %s", strerror(errno));
+    return 0;
+  }
+  if (!WriteRecord(*engine, *entry)) return 0;
+  return refreshCrc != 0 ? RefreshChecksum(*engine) : Resync(*engine);
+}
