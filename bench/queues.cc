@@ -433,24 +433,24 @@ WakeUp MeasureWakeUp(const std::function<void(uint64_t)> &send,
 WakeUp MeasureBareSemaphore() {
   sem_t sem;
   sem_init(&sem, 0, 0);
-  Message slot{};
-  std::atomic<bool> full{false};
+  std::atomic<uint64_t> latest{0};
+  bool woken = false;  // the consumer's: a wait has taken a post already
   const WakeUp result = MeasureWakeUp(
       [&](uint64_t number) {
-        slot.number = number;
-        full.store(true, std::memory_order_release);
+        latest.store(number, std::memory_order_release);
         sem_post(&sem);
       },
       [&](Message &out) {
-        if (!full.exchange(false, std::memory_order_acquire)) return false;
-        out = slot;
+        if (!woken && sem_trywait(&sem) != 0) return false;
+        woken = false;
+        out.number = latest.load(std::memory_order_acquire);
         return true;
       },
       [&] {
         timespec deadline{};
         clock_gettime(CLOCK_REALTIME, &deadline);
         deadline.tv_sec += 1;
-        sem_timedwait(&sem, &deadline);
+        woken = sem_timedwait(&sem, &deadline) == 0;
       });
   sem_destroy(&sem);
   return result;
