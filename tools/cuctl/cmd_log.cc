@@ -1,0 +1,381 @@
+// cuctl log cat|follow|info FILE: circular log files.
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <regex>
+
+#include "tools/cuctl/log_reader.hpp"
+#include "tools/cuctl/output.hpp"
+
+namespace cuctl {
+namespace {
+
+constexpr uint64_t kSecond = 1000000000;
+
+struct Filter {
+  long last = -1;  // lines; -1 for all
+  std::optional<uint64_t> since, until;
+  std::optional<int> level;  // this one and the more urgent ones
+  std::optional<int> pid;
+  std::optional<std::regex> pattern;
+};
+
+/// The command line's texts for a Filter.
+struct FilterTexts {
+  long last = -1;
+  std::string since, until, level, pattern;
+  int pid = 0;
+};
+
+/// "2024-03-05 14:07:09", "2024-03-05", "14:07" of today, "@1709647629", "-10min" before now,
+/// "now".
+std::optional<uint64_t> ParseTime(const std::string &text, const Options &options) {
+  const int64_t now = static_cast<int64_t>(time(nullptr));
+  if (text == "now") return static_cast<uint64_t>(now) * kSecond;
+  if (text.size() > 1 && text[0] == '@') {
+    char *end = nullptr;
+    const uint64_t seconds = std::strtoull(text.c_str() + 1, &end, 10);
+    return *end == '\0' ? std::optional<uint64_t>(seconds * kSecond) : std::nullopt;
+  }
+  if (text.size() > 1 && text[0] == '-') {
+    char *end = nullptr;
+    const long amount = std::strtol(text.c_str() + 1, &end, 10);
+    const std::string unit = end;
+    static const std::pair<const char *, int64_t> kUnits[] = {
+        {"", 1},     {"s", 1},     {"sec", 1},   {"m", 60},     {"min", 60},
+        {"h", 3600}, {"hr", 3600}, {"d", 86400}, {"day", 86400}};
+    for (const auto &[name, seconds] : kUnits)
+      if (unit == name && amount >= 0 && end != text.c_str() + 1)
+        return static_cast<uint64_t>(std::max<int64_t>(0, now - amount * seconds)) * kSecond;
+    return std::nullopt;
+  }
+  const time_t today = now;
+  for (const char *const format : {"%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M",
+                                   "%Y-%m-%d", "%H:%M:%S", "%H:%M"}) {
+    tm parts{};
+    if (format[1] == 'H') {
+      options.utc ? gmtime_r(&today, &parts) : localtime_r(&today, &parts);
+      parts.tm_sec = 0;
+    }
+    const char *const end = strptime(text.c_str(), format, &parts);
+    if (end == nullptr || *end != '\0') continue;
+    parts.tm_isdst = -1;
+    const time_t when = options.utc ? timegm(&parts) : mktime(&parts);
+    if (when >= 0) return static_cast<uint64_t>(when) * kSecond;
+  }
+  return std::nullopt;
+}
+
+Filter MakeFilter(const FilterTexts &texts, const Options &options) {
+  Filter filter;
+  filter.last = texts.last;
+  const auto time_of = [&](const std::string &text) -> std::optional<uint64_t> {
+    if (text.empty()) return std::nullopt;
+    const auto when = ParseTime(text, options);
+    if (!when) throw Failure{kUsage, fmt::format("\"{}\" is not a time", text)};
+    return when;
+  };
+  filter.since = time_of(texts.since);
+  filter.until = time_of(texts.until);
+  if (!texts.level.empty()) {
+    filter.level = LevelFromText(texts.level);
+    if (!filter.level) throw Failure{kUsage, fmt::format("\"{}\" is not a level", texts.level)};
+  }
+  if (texts.pid != 0) filter.pid = texts.pid;
+  if (!texts.pattern.empty()) {
+    try {
+      filter.pattern.emplace(texts.pattern, std::regex::extended | std::regex::optimize);
+    } catch (const std::regex_error &) {
+      throw Failure{kUsage, fmt::format("\"{}\" is not a regular expression", texts.pattern)};
+    }
+  }
+  return filter;
+}
+
+bool Passes(const LogLine &line, const Filter &filter) {
+  if (filter.since && line.nanoseconds < *filter.since) return false;
+  if (filter.until && line.nanoseconds > *filter.until) return false;
+  if (filter.level && line.level > *filter.level) return false;
+  if (filter.pid && line.pid != *filter.pid) return false;
+  return !filter.pattern || std::regex_search(line.text.begin(), line.text.end(), *filter.pattern);
+}
+
+Colour ColourOf(int level) {
+  if (level <= 3) return Colour::kRed;
+  if (level == 4) return Colour::kYellow;
+  return level >= 7 ? Colour::kDim : Colour::kNone;
+}
+
+/// The continuation lines of a message stand below its first.
+std::string ShownMessage(std::string_view text, const Options &options) {
+  std::string shown;
+  for (;;) {
+    const size_t line_break = text.find('\n');
+    shown += Shown(text.substr(0, line_break), options);
+    if (line_break == std::string_view::npos) return shown;
+    shown += "\n    ";
+    text.remove_prefix(line_break + 1);
+  }
+}
+
+void PrintLine(const LogLine &line, const Options &options) {
+  const int64_t seconds = static_cast<int64_t>(line.nanoseconds / kSecond);
+  const int64_t rest = static_cast<int64_t>(line.nanoseconds % kSecond);
+  if (options.json) {
+    PrintJson({{"time", line.nanoseconds},
+               {"date", Time(seconds, rest, options)},
+               {"pid", line.pid},
+               {"tid", line.tid},
+               {"level", line.level},
+               {"name", LevelName(line.level)},
+               {"text", std::string(line.text)}});
+    return;
+  }
+  fmt::print("{}  {}:{} {} {}\n", Time(seconds, rest, options), line.pid, line.tid,
+             In(ColourOf(line.level), fmt::format("{:<10}", LevelName(line.level))),
+             ShownMessage(line.text, options));
+}
+
+int Cat(const std::string &path, const Filter &filter, const Options &options) {
+  const std::vector<uint8_t> bytes = ReadInput(path);
+  const LogFile log = ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+  std::vector<const LogLine *> shown;
+  for (const LogLine &line : log.lines)
+    if (Passes(line, filter)) shown.push_back(&line);
+  const size_t skip = filter.last >= 0 && shown.size() > static_cast<size_t>(filter.last)
+                          ? shown.size() - static_cast<size_t>(filter.last)
+                          : 0;
+  for (size_t i = skip; i < shown.size(); ++i) PrintLine(*shown[i], options);
+  if (!log.header_valid) {
+    std::fflush(stdout);
+    fmt::print(stderr, "cuctl: {}: the header's position {} lies outside the file of {} bytes\n",
+               path, log.position, log.size);
+    return kDamaged;
+  }
+  // A file with text but without a single line is no log.
+  if (log.lines.empty() && log.size > 4) {
+    fmt::print(stderr, "cuctl: {}: no log lines in it\n", path);
+    return kDamaged;
+  }
+  return shown.empty() ? kNo : kYes;
+}
+
+int Info(const std::string &path, std::optional<uint32_t> limit, const Options &options) {
+  const std::vector<uint8_t> bytes = ReadInput(path);
+  const LogFile log = ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+  // A daemon that opens the file continues at its end; a limit that is reached there wraps at once.
+  const bool mute = limit && static_cast<int64_t>(log.size) >= static_cast<int32_t>(*limit - 1);
+  const char *const next = !limit ? nullptr : mute ? "starts over, mute" : "writes at end";
+  std::array<size_t, 10> by_level{};
+  for (const LogLine &line : log.lines) ++by_level[static_cast<size_t>(line.level)];
+  const auto date = [&](const LogLine &line) {
+    return Time(static_cast<int64_t>(line.nanoseconds / kSecond),
+                static_cast<int64_t>(line.nanoseconds % kSecond), options);
+  };
+  if (options.json) {
+    nlohmann::ordered_json object = {{"file", path},
+                                     {"position", log.position},
+                                     {"size", log.size},
+                                     {"lines", log.lines.size()},
+                                     {"pieces", log.pieces},
+                                     {"torn_lines", log.torn_lines},
+                                     {"torn_bytes", log.torn_bytes},
+                                     {"header_valid", log.header_valid}};
+    if (!log.lines.empty()) {
+      object["first_time"] = log.lines.front().nanoseconds;
+      object["last_time"] = log.lines.back().nanoseconds;
+    }
+    for (int level = 0; level < 10; ++level)
+      object["levels"][std::string(LevelName(level))] = by_level[static_cast<size_t>(level)];
+    if (limit) object["next_open_mute"] = mute;
+    PrintJson(object);
+  } else {
+    fmt::print("position {} of {}, {} lines, {} torn{}{}\n", log.position, log.size,
+               log.lines.size(), log.torn_lines, next ? ", next open: " : "", next ? next : "");
+    if (!log.lines.empty())
+      fmt::print("first  {}\nlast   {}\n", date(log.lines.front()), date(log.lines.back()));
+    if (log.pieces > 1) fmt::print("pieces {}\n", log.pieces);
+    for (int level = 0; level < 10; ++level)
+      if (by_level[static_cast<size_t>(level)] != 0)
+        fmt::print("{:<10} {}\n", LevelName(level), by_level[static_cast<size_t>(level)]);
+  }
+  return log.header_valid && (log.size <= 4 || !log.lines.empty()) ? kYes : kDamaged;
+}
+
+volatile std::sig_atomic_t g_stop = 0;
+
+/// Follows a log over writes, wraps, replacement and deletion.
+class Follower {
+ public:
+  Follower(std::string path, const Filter &filter, const Options &options)
+      : path_(std::move(path)), filter_(filter), options_(options) {}
+
+  int Run(long for_seconds) {
+    struct sigaction action {};
+    action.sa_handler = [](int) { g_stop = 1; };
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(for_seconds);
+    First();
+    while (!g_stop && (for_seconds == 0 || std::chrono::steady_clock::now() < end)) {
+      if (watch >= 0) inotify_add_watch(watch, path_.c_str(), IN_MODIFY);
+      pollfd waiting{watch, POLLIN, 0};
+      // The poll's own time covers files that inotify does not see.
+      poll(&waiting, watch >= 0 ? 1 : 0, 250);
+      char events[4096];
+      while (watch >= 0 && read(watch, events, sizeof events) > 0) {
+      }
+      Look();
+      if (std::fflush(stdout) != 0) break;
+    }
+    if (watch >= 0) close(watch);
+    return kYes;
+  }
+
+ private:
+  void First() {
+    try {
+      const std::vector<uint8_t> bytes = ReadInput(path_);
+      const LogFile log = ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+      position_ = log.position;
+      size_ = log.size;
+      const size_t skip = log.lines.size() > 10 ? log.lines.size() - 10 : 0;
+      for (size_t i = skip; i < log.lines.size(); ++i)
+        if (Passes(log.lines[i], filter_)) PrintLine(log.lines[i], options_);
+      if (!log.lines.empty()) last_ = log.lines.back().nanoseconds;
+      Remember(log);
+      there_ = true;
+    } catch (const Failure &) {
+      there_ = false;
+    }
+    std::fflush(stdout);
+  }
+
+  /// The lines of the latest moment have been shown already: a moment can have several.
+  void Remember(const LogFile &log) {
+    shown_at_last_ = 0;
+    for (auto line = log.lines.rbegin(); line != log.lines.rend() && line->nanoseconds == last_;
+         ++line)
+      ++shown_at_last_;
+  }
+
+  void Look() {
+    std::vector<uint8_t> bytes;
+    try {
+      bytes = ReadInput(path_);
+    } catch (const Failure &) {
+      if (there_) Say("-- log removed, waiting for a new one --");
+      there_ = false;
+      return;
+    }
+    if (!there_) Say("-- log is there --");
+    there_ = true;
+    const LogFile log = ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+    if (log.position != position_ || log.size != size_) {
+      ShowNew(log);
+      position_ = log.position;
+      size_ = log.size;
+      changed_ = std::chrono::steady_clock::now();
+      said_wrapped_ = false;
+    } else if (log.position == 4 && log.size > 4 && !said_wrapped_ &&
+               std::chrono::steady_clock::now() - changed_ > std::chrono::seconds(5)) {
+      Say("-- log wrapped, output is off until the daemon calls DbgLog_ChangeLogSettings --");
+      said_wrapped_ = true;
+    }
+  }
+
+  void ShowNew(const LogFile &log) {
+    size_t at_last = 0;
+    for (const LogLine &line : log.lines) {
+      if (line.nanoseconds < last_) continue;
+      if (line.nanoseconds == last_ && ++at_last <= shown_at_last_) continue;
+      if (Passes(line, filter_)) PrintLine(line, options_);
+    }
+    if (log.lines.empty() || log.lines.back().nanoseconds < last_) return;
+    last_ = log.lines.back().nanoseconds;
+    Remember(log);
+  }
+
+  void Say(const char *text) const {
+    if (options_.json)
+      PrintJson({{"notice", text}});
+    else
+      fmt::print("{}\n", In(Colour::kBold, text));
+  }
+
+  std::string path_;
+  Filter filter_;
+  const Options &options_;
+  bool there_ = false;
+  uint32_t position_ = 0;
+  size_t size_ = 0;
+  uint64_t last_ = 0;
+  size_t shown_at_last_ = 0;
+  std::chrono::steady_clock::time_point changed_ = std::chrono::steady_clock::now();
+  bool said_wrapped_ = false;
+};
+
+void AddFilterOptions(CLI::App *command, FilterTexts &texts) {
+  command->add_option("-p,--priority", texts.level,
+                      "This level and the more urgent ones: a name or 0 to 9");
+  command->add_option("--pid", texts.pid, "This process alone");
+  command->add_option("-g,--grep", texts.pattern,
+                      "Lines whose message matches (extended regular expression)");
+}
+
+}  // namespace
+
+void AddLogCommands(CLI::App &app, Options &options) {
+  CLI::App *const log = app.add_subcommand("log", "Circular log files");
+  log->require_subcommand(1);
+
+  CLI::App *const cat = log->add_subcommand("cat", "Show the lines in the order of time");
+  auto path = std::make_shared<std::string>();
+  auto texts = std::make_shared<FilterTexts>();
+  cat->add_option("FILE", *path, "The log file, or -")->required();
+  cat->add_option("-n,--lines", texts->last, "The last so many lines")
+      ->check(CLI::NonNegativeNumber);
+  cat->add_option("--since", texts->since,
+                  "From this time: \"2024-03-05 14:07\", 14:07, -10min, @1709647629");
+  cat->add_option("--until", texts->until, "To this time");
+  AddFilterOptions(cat, *texts);
+  cat->callback(
+      [=, &options] { options.exit_code = Cat(*path, MakeFilter(*texts, options), options); });
+
+  CLI::App *const follow = log->add_subcommand("follow", "Show the last ten lines, then new ones");
+  auto follow_path = std::make_shared<std::string>();
+  auto follow_texts = std::make_shared<FilterTexts>();
+  auto seconds = std::make_shared<long>(0);
+  follow->add_option("FILE", *follow_path, "The log file")->required();
+  follow->add_option("--for", *seconds, "End after so many seconds")->check(CLI::NonNegativeNumber);
+  AddFilterOptions(follow, *follow_texts);
+  follow->callback([=, &options] {
+    options.exit_code =
+        Follower(*follow_path, MakeFilter(*follow_texts, options), options).Run(*seconds);
+  });
+
+  CLI::App *const info = log->add_subcommand("info", "Position, lines, times, levels");
+  auto info_path = std::make_shared<std::string>();
+  auto limit = std::make_shared<uint32_t>(0);
+  info->add_option("FILE", *info_path, "The log file, or -")->required();
+  CLI::Option *const size = info->add_option(
+      "--size", *limit, "The daemon's size limit: tells what opening the file now does");
+  info->callback([=, &options] {
+    options.exit_code = Info(
+        *info_path, size->count() != 0 ? std::optional<uint32_t>(*limit) : std::nullopt, options);
+  });
+}
+
+}  // namespace cuctl

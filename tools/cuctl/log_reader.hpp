@@ -1,0 +1,48 @@
+// Reads circular log files: finds the lines, tells torn ones, and puts them in the order of time.
+#ifndef CUCTL_LOG_READER_HPP
+#define CUCTL_LOG_READER_HPP
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace cuctl {
+
+/// A line that begins with "[pid : tid NAME (nanoseconds)]".
+struct LogLine {
+  int32_t pid = 0;
+  int32_t tid = 0;
+  int level = 0;             // 0 to 9
+  uint64_t nanoseconds = 0;  // since 1970
+  std::string_view text;     // the message without its final line break
+  size_t offset = 0;         // in the file
+};
+
+struct LogFile {
+  uint32_t position = 0;  // from the header
+  size_t size = 0;
+  std::vector<LogLine>
+      lines;              // in the order of time; lines of one moment as they stand in the file
+  size_t pieces = 0;      // runs of lines in which time does not go back
+  size_t torn_lines = 0;  // remains of overwritten lines
+  size_t torn_bytes = 0;
+  bool header_valid = true;  // a position of at least 4 and at most the file's size
+};
+
+/// The name of a level as the log has it, "EMERGENCY" to "TRACEDEBUG".
+std::string_view LevelName(int level);
+/// The number of a level from its name or number; none for others.
+std::optional<int> LevelFromText(std::string_view text);
+
+/// Looks at the whole content of a log file; the lines refer to it. A file of fewer than 4 bytes
+/// has no header.
+LogFile ReadLog(std::string_view content);
+
+/// The line that begins at `at`, if one does: only its head is read, the text stays empty.
+std::optional<LogLine> LineHead(std::string_view content, size_t at, size_t *head_size);
+
+}  // namespace cuctl
+
+#endif
