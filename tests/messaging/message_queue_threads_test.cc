@@ -52,7 +52,8 @@ class MessageQueueThreads : public testing::TestWithParam<uint16_t> {
   }
 
   void Walk() {
-    while (finished_ < kWriters) {
+    for (bool last = false; !last;) {
+      last = finished_ == kWriters;  // the last round sees the full queue
       MessageQueueIter iter;
       if (MessageQueueGetIter(&queue_, &iter) != 0) ++faults_;
       for (MessageEntry *message; MessageQueueGetMessage(&iter, &message) == 0;
@@ -66,7 +67,8 @@ class MessageQueueThreads : public testing::TestWithParam<uint16_t> {
 
   void Serialise() {
     MessageQueue copy = {};
-    while (finished_ < kWriters) {
+    for (bool last = false; !last;) {
+      last = finished_ == kWriters;  // the last round sees the full queue
       void *stream = nullptr;
       uint32_t length = 0;
       if (SerializeMsgQueue(&queue_, &stream, &length) != 1 || stream == nullptr) ++faults_;
