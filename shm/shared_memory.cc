@@ -47,23 +47,41 @@ void Map(SharedMemorySegment &segment) {
   if (segment.owner != 0) shm_unlink(ShmName(segment).c_str());
 }
 
-/// Whether the first `length` bytes of the mapping can be touched. Behind the last page of a memory
-/// that is shorter than its mapping lies SIGBUS. Asked of the kernel until the memory has been seen
-/// to be long enough once, since an owner may size it after others have opened it.
-bool IsBacked(SharedMemorySegment &segment, uint32_t length) {
-  if (__atomic_load_n(&segment.wholeSize, __ATOMIC_RELAXED) != 0) return true;
+/// Whether the first `length` bytes of a mapping can be touched: none after a failed mapping, and
+/// behind the last page of a memory that is shorter than its mapping lies SIGBUS. An owner may size
+/// the memory after others have opened it, so the kernel is asked until the memory was long enough
+/// once; that is remembered in the segment, and this function is left out of the way from then on.
+[[gnu::cold, gnu::noinline]] bool IsBacked(SharedMemorySegment &segment, uint32_t length) {
   struct stat status;
-  if (fstat(segment.fd, &status) != 0) return false;
+  if (segment.base == MAP_FAILED || segment.base == nullptr || fstat(segment.fd, &status) != 0) {
+    return false;
+  }
   const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
   const uint64_t backed = (static_cast<uint64_t>(status.st_size) + page - 1) / page * page;
-  __atomic_store_n(&segment.wholeSize, static_cast<uint8_t>(backed >= segment.size),
-                   __ATOMIC_RELAXED);
+  const bool whole = backed >= segment.size;
+  __atomic_store_n(&segment.wholeSize, static_cast<uint8_t>(whole), __ATOMIC_RELAXED);
   return backed >= length;
 }
 
 bool IsAccessible(SharedMemorySegment *segment, const void *buffer, uint32_t length) {
-  return segment != nullptr && buffer != nullptr && length <= segment->size &&
-         segment->base != MAP_FAILED && segment->base != nullptr && IsBacked(*segment, length);
+  if (segment == nullptr || buffer == nullptr || length > segment->size) return false;
+  return __atomic_load_n(&segment->wholeSize, __ATOMIC_RELAXED) != 0 || IsBacked(*segment, length);
+}
+
+/// One attempt at the lock, logged whatever it gives.
+bool TryLock(SharedMemorySegment &segment) {
+  const bool locked = sem_trywait(segment.sem) == 0;
+  CU_LOG(DBGLOG_DEBUG, "%s\n", strerror(errno));
+  return locked;
+}
+
+/// The attempts after a first one that failed. A pause follows each failure, the last one too.
+[[gnu::cold, gnu::noinline]] int LockAfterPauses(SharedMemorySegment &segment, uint32_t attempts) {
+  for (;;) {
+    ambrelusleep(kLockPauseUs);
+    if (--attempts == 0) return 0;
+    if (TryLock(segment)) return 1;
+  }
 }
 
 /// Removes "/tmp/" + name if it is there.
@@ -121,6 +139,7 @@ int aeDeInitializeSharedMemory(SharedMemorySegment *segment) {
   if (segment->fd >= 0) close(segment->fd);
   segment->sem = nullptr;
   segment->base = MAP_FAILED;
+  segment->wholeSize = 0;
   segment->fd = -1;
   if (segment->owner == 0) return 1;
 
@@ -132,14 +151,7 @@ int aeDeInitializeSharedMemory(SharedMemorySegment *segment) {
 int aeLockSharedMemory(SharedMemorySegment *segment, uint32_t attempts) {
   if (segment == nullptr || segment->sem == nullptr) return 0;
   if (attempts == 0) return sem_wait(segment->sem) == 0;
-
-  for (; attempts != 0; --attempts) {
-    const bool locked = sem_trywait(segment->sem) == 0;
-    CU_LOG(DBGLOG_DEBUG, "%s\n", strerror(errno));
-    if (locked) return 1;
-    ambrelusleep(kLockPauseUs);
-  }
-  return 0;
+  return TryLock(*segment) ? 1 : LockAfterPauses(*segment, attempts);
 }
 
 int aeUnLockSharedMemory(SharedMemorySegment *segment) {

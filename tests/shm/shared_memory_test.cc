@@ -492,7 +492,7 @@ TEST_F(Locking, WithoutALimitIsEndedByAnInterruptingSignal) {
 using BetweenProcesses = cu_test::SharedMemoryTest;
 
 TEST_F(BetweenProcesses, NoLockedIncrementIsLost) {
-  constexpr uint64_t kProcesses = 4, kIncrements = 50000;
+  constexpr uint64_t kProcesses = 4, kIncrements = 250000;
   const Segment segment = Create(sizeof(uint64_t));
   const auto increment = [this] {
     SharedMemorySegment *mine = nullptr;
