@@ -96,9 +96,10 @@ TEST(GetLastIndexOf, GoesOnFromWhereAPartialMatchBroke) {
   EXPECT_EQ(get_last_index_of("abzc", "abc"), -1);
 }
 
-TEST(GetLastIndexOf, ReadsNothingBeforeASubstringThatIsUsedUp) {
-  // After "b", a break, and "a" there is no character of the substring left.
-  EXPECT_EQ(get_last_index_of("abaxb", "ab"), -1);
+TEST(GetLastIndexOf, MatchesNothingOnceTheSubstringIsUsedUp) {
+  // After "b", a break, and "a" no character is left; the 'a' in front of the substring is not one.
+  const char buffer[] = "aab";
+  EXPECT_EQ(get_last_index_of("aaxb", buffer + 1), -1);
 }
 
 TEST(GetLastIndexOf, FindsNoEmptySubstring) {
