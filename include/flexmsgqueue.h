@@ -51,7 +51,8 @@
  *   release what is left before you deregister, as above.
  * - A publication returns 1 whether or not anyone got the message. Drops are logged.
  * - getFlexMsgQueueNumEntries() answers for free slots only.
- * - lockMsgFlexQueue() with 0 milliseconds unlocks.
+ * - lockMsgFlexQueue() with 0 milliseconds unlocks. It also takes `listMutex` and so hangs together
+ *   with a publication that waits for the lock to be released; see there for the safe way.
  * - A wake-up sent while nobody waits is lost. waitOnFlexMsgQueue() looks into the queue first, but
  *   give it a time; and expect to be woken without a message for you.
  * - FlexQueueFlushQueues() never ends a round when there are 256 or more slots, and keeps the list
@@ -259,9 +260,8 @@ CU_API int deRegisterFlexMsgQueueSubscriber(FlexMsgQueue *queue, uint32_t sub);
 /**
  * @brief Takes a subscriber's oldest message.
  *
- * @param locked not 0 when the caller holds the mutex of the subscriber's queue. Since this call
- *               takes `regMutex`, which a publication holds while it waits for that mutex, such a
- *               caller deadlocks with a concurrent publication. Pass 0 where one can be.
+ * @param locked not 0 when the caller holds the mutex of the subscriber's queue. Pass 0 where
+ *               others may publish, see lockMsgFlexQueue().
  * @return the entry, to be released with FreeFlexMsgQueueEntry(); null when there is none, the slot
  *         is not in use or does not exist, or the queue is null.
  */
@@ -273,8 +273,8 @@ CU_API CU_MUST_USE FlexMsgEntry *DeQueueMsgFlexEntry(FlexMsgQueue *queue, uint32
  * Data that is not null goes to the entry's `releaseFn`, or to free().
  *
  * @param entry  null is allowed.
- * @param locked not 0 when the caller holds the entry's mutex, or is the only one to know the
- *               entry.
+ * @param locked not 0 leaves the entry's mutex alone: for the only one who knows the entry, and for
+ *               a caller who holds the mutex while somebody else holds a reference.
  */
 CU_API void FreeFlexMsgQueueEntry(FlexMsgEntry *entry, int locked);
 
@@ -302,6 +302,21 @@ CU_API int32_t getFlexMsgQueueNumEntries(FlexMsgQueue *queue, uint32_t sub);
 /**
  * @brief Locks, or unlocks, the queue of a subscriber.
  *
+ * A publication takes the same lock while it holds `regMutex` and `listMutex`. So a thread that has
+ * locked a subscriber's queue must not call a function that takes one of those: it would wait for
+ * the publication, and the publication for it. That rules out nearly all of this header,
+ * DeQueueMsgFlexEntry() and unlocking with this function included. Where others may publish,
+ * keep the slot's address (slots stay where they are until DeInit_FlexMsgQueue()) and use the
+ * slot's own queue:
+ *
+ * @code
+ * SimpleQueue *mine = &queue.subs[me]->queue;      // once, while nobody else registers
+ * if (lockMsgFlexQueue(&queue, me, 20)) {
+ *   FlexMsgEntry *entry = deQueueSimpleEntry(mine, 1);
+ *   ambrel_mutex_unlock(&mine->mutex);
+ * }
+ * @endcode
+ *
  * @param ms number of attempts, a millisecond apart, to lock it; a negative number is as good as
  *           for ever. 0 **unlocks** it and is for the thread that has locked it: unlocking somebody
  *           else's lock corrupts the queue.
@@ -313,7 +328,7 @@ CU_API int lockMsgFlexQueue(FlexMsgQueue *queue, uint32_t sub, int32_t ms);
 /**
  * @brief Waits until `listMutex` is free; unlocks nothing.
  *
- * To end a hold of lockMsgFlexQueue(), call that function with 0.
+ * How a hold of lockMsgFlexQueue() ends is told there.
  */
 CU_API void unlockMsgFlexQueue(FlexMsgQueue *queue);
 

@@ -208,7 +208,7 @@ CU_API int insertFlexQueueEntry(FlexQueue *queue, void *data, uint32_t tag, int 
  * @param iter   zero-filled, or used before; never uninitialised memory.
  * @param locked not 0 when the caller holds the queue's mutex: the way to call it. With 0 it locks
  *               the mutex of the queue that @p iter named before the call, and unlocks that of
- * @p queue. So with 0 the iterator must name @p queue already, or none.
+ *               @p queue. So with 0 the iterator must name @p queue already, or none.
  */
 CU_API void getFlexQueueIter(FlexQueue *queue, FlexQueueIter *iter, int locked);
 

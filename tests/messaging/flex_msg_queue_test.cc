@@ -242,19 +242,16 @@ TEST(RegisterFlexMsgQueueSubscriberWMatch, TakesTheRegistrationMutexFirst) {
     uint32_t sub = 9;
     registerFlexMsgQueueSubscriberWMatch(&queue, &g_context, MatchAll, &sub);
   };
-  const Hold list(queue->listMutex);
-  std::thread caller;
-  {
-    const Hold registered(queue->regMutex);
-    caller = std::thread(registration);
-    EXPECT_TRUE(Eventually([&] { return cu_test::HasWaiter(queue->regMutex); }));
-    EXPECT_FALSE(cu_test::HasWaiter(queue->listMutex));
-  }
+  pthread_mutex_lock(&queue->regMutex);
+  pthread_mutex_lock(&queue->listMutex);
+  std::thread caller(registration);
+  EXPECT_TRUE(Eventually([&] { return cu_test::HasWaiter(queue->regMutex); }));
+  EXPECT_FALSE(cu_test::HasWaiter(queue->listMutex));
+  pthread_mutex_unlock(&queue->regMutex);
   EXPECT_TRUE(Eventually([&] { return cu_test::HasWaiter(queue->listMutex); }));
   EXPECT_TRUE(IsLocked(queue->regMutex));
   pthread_mutex_unlock(&queue->listMutex);
   caller.join();
-  pthread_mutex_lock(&queue->listMutex);
 }
 
 TEST(FindSubSlotFlexMsgQueue, RunsUnderTheCallersLocks) {
@@ -350,21 +347,16 @@ TEST(DeQueueMsgFlexEntry, NothingForAnEmptyAFreeOrAMissingSlot) {
   EXPECT_FALSE(IsLocked(queue->regMutex));
 }
 
-TEST(DeQueueMsgFlexEntry, LocksTheRegistrationAndThenTheSubscribersQueueUnlessHeld) {
+TEST(DeQueueMsgFlexEntry, LocksTheRegistrationAndThenTheSubscribersQueue) {
   TestMsgQueue queue(1);
   queue.Register();
-  for (uint32_t number = 1; number <= 3; ++number) queue.Publish(number);
-  pthread_mutex_t &fifo = queue->subs[0]->queue.mutex.mutex;
+  queue.Publish(1);
+  queue.Publish(2);
   const auto dequeue = [&] { FreeFlexMsgQueueEntry(DeQueueMsgFlexEntry(&queue, 0, 0), 0); };
   EXPECT_TRUE(WaitsFor(queue->regMutex, dequeue));
-  EXPECT_TRUE(WaitsFor(fifo, dequeue));
-  {
-    const Hold held(fifo);
-    FreeFlexMsgQueueEntry(DeQueueMsgFlexEntry(&queue, 0, 1), 0);
-    EXPECT_TRUE(IsLocked(fifo));
-  }
-  EXPECT_EQ(0U, queue->subs[0]->queue.count);
+  EXPECT_TRUE(WaitsFor(queue->subs[0]->queue.mutex.mutex, dequeue));
   EXPECT_FALSE(WaitsFor(queue->listMutex, dequeue));
+  EXPECT_EQ(0U, queue->subs[0]->queue.count);
 }
 
 TEST(DeQueueMsgFlexEntry, WaitsForTheSubscribersQueueWithoutTheRegistrationMutex) {
@@ -480,7 +472,7 @@ TEST(WaitOnFlexMsgQueue, LooksUnderTheListMutexAlone) {
   EXPECT_FALSE(WaitsFor(queue->subs[0]->queue.mutex.mutex, wait));
 }
 
-// ---- the counter and the lock -------------------------------------------------------------------
+// ---- the counter --------------------------------------------------------------------------------
 
 TEST(GetFlexMsgQueueNumEntries, AnswersForFreeSlotsAlone) {
   TestMsgQueue queue(2);
@@ -493,67 +485,6 @@ TEST(GetFlexMsgQueueNumEntries, AnswersForFreeSlotsAlone) {
   EXPECT_EQ(-1, getFlexMsgQueueNumEntries(&queue, 2));
   EXPECT_EQ(-1, getFlexMsgQueueNumEntries(nullptr, 0));
   EXPECT_TRUE(WaitsFor(queue->listMutex, [&] { getFlexMsgQueueNumEntries(&queue, 0); }));
-}
-
-TEST(LockMsgFlexQueue, LocksTheSubscribersQueueAndWith0Unlocks) {
-  TestMsgQueue queue(1);
-  queue.Register();
-  pthread_mutex_t &fifo = queue->subs[0]->queue.mutex.mutex;
-  EXPECT_EQ(1, lockMsgFlexQueue(&queue, 0, 5));
-  EXPECT_TRUE(IsLocked(fifo));
-  EXPECT_FALSE(IsLocked(queue->listMutex));
-  EXPECT_EQ(1, lockMsgFlexQueue(&queue, 0, 0));
-  EXPECT_FALSE(IsLocked(fifo));
-}
-
-TEST(LockMsgFlexQueue, TriesAsOftenAsItIsTold) {
-  TestMsgQueue queue(1);
-  queue.Register();
-  Interposed calls;
-  int attempts = 0;
-  std::vector<long> pauses;
-  calls.pthread_mutex_trylock = [&](pthread_mutex_t *mutex) {
-    EXPECT_EQ(&queue->subs[0]->queue.mutex.mutex, mutex);
-    return ++attempts, EBUSY;
-  };
-  calls.nanosleep = [&](const timespec *duration, timespec *) {
-    pauses.push_back(duration->tv_nsec);
-    return 0;
-  };
-  EXPECT_EQ(0, lockMsgFlexQueue(&queue, 0, 3));
-  EXPECT_EQ(3, attempts);
-  EXPECT_THAT(pauses, ElementsAre(1'000'000, 1'000'000, 1'000'000));
-}
-
-TEST(LockMsgFlexQueue, AFreeOrMissingSlotGives0) {
-  TestMsgQueue queue(1);
-  for (const int32_t ms : {0, 5}) {
-    EXPECT_EQ(0, lockMsgFlexQueue(&queue, 0, ms));
-    EXPECT_EQ(0, lockMsgFlexQueue(&queue, 1, ms));
-    EXPECT_EQ(0, lockMsgFlexQueue(&queue, UINT32_MAX, ms));
-    EXPECT_EQ(0, lockMsgFlexQueue(nullptr, 0, ms));
-  }
-  EXPECT_FALSE(IsLocked(queue->listMutex));
-  EXPECT_FALSE(IsLocked(queue->subs[0]->queue.mutex.mutex));
-}
-
-TEST(LockMsgFlexQueue, LooksUnderTheListMutex) {
-  TestMsgQueue queue(1);
-  queue.Register();
-  EXPECT_TRUE(WaitsFor(queue->listMutex, [&] { lockMsgFlexQueue(&queue, 0, 1); }));
-  EXPECT_TRUE(IsLocked(queue->subs[0]->queue.mutex.mutex));
-  lockMsgFlexQueue(&queue, 0, 0);
-}
-
-TEST(UnlockMsgFlexQueue, WaitsForTheListMutexAndUnlocksNothing) {
-  TestMsgQueue queue(1);
-  queue.Register();
-  lockMsgFlexQueue(&queue, 0, 1);
-  EXPECT_TRUE(WaitsFor(queue->listMutex, [&] { unlockMsgFlexQueue(&queue); }));
-  EXPECT_TRUE(IsLocked(queue->subs[0]->queue.mutex.mutex));
-  EXPECT_FALSE(IsLocked(queue->listMutex));
-  lockMsgFlexQueue(&queue, 0, 0);
-  unlockMsgFlexQueue(nullptr);
 }
 
 }  // namespace

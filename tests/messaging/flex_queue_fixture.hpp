@@ -18,6 +18,7 @@ class TestFlexQueue {
   TestFlexQueue(const TestFlexQueue &) = delete;
   TestFlexQueue &operator=(const TestFlexQueue &) = delete;
 
+  FlexQueue &operator*() { return record_; }
   FlexQueue *operator&() { return &record_; }
   FlexQueue *operator->() { return &record_; }
 
