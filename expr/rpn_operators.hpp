@@ -99,12 +99,16 @@ inline bool Operate(uint32_t id, float a, float b, float &result) {
     case RPN_NOT:
       result = Unsigned(a) == 0 ? 1 : 0;
       return true;
-    case RPN_SHIFT_LEFT:
-      result = ShiftCount(b) < 64 ? Single(Unsigned(a) << ShiftCount(b)) : 0;
+    case RPN_SHIFT_LEFT: {
+      const auto count = ShiftCount(b);
+      result = count < 64 ? Single(Unsigned(a) << count) : 0;
       return true;
-    case RPN_SHIFT_RIGHT:
-      result = ShiftCount(b) < 64 ? Single(Unsigned(a) >> ShiftCount(b)) : 0;
+    }
+    case RPN_SHIFT_RIGHT: {
+      const auto count = ShiftCount(b);
+      result = count < 64 ? Single(Unsigned(a) >> count) : 0;
       return true;
+    }
     case RPN_GREATER:
       result = Unsigned(a) > Unsigned(b) ? 1 : 0;
       return true;

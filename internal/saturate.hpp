@@ -13,6 +13,7 @@ constexpr Integer SaturateTo(Real value) {
   using Limits = std::numeric_limits<Integer>;
   // Both ends of the open range are 0 or powers of two, which every floating-point type holds
   // exactly.
+  // NOLINTNEXTLINE(bugprone-integer-division): half of the limit, rounded down, is meant.
   constexpr Real above = static_cast<Real>(Limits::max() / 2 + 1) * 2;
   constexpr Real lowest = static_cast<Real>(Limits::min());
   if (value >= above) return Limits::max();

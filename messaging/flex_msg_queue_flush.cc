@@ -20,6 +20,7 @@ bool HasWaitedLong(const SimpleQueue &queue, int32_t now, int32_t limit_ms) {
 void Flush(FlexMsgQueue &queue, int32_t now) {
   const cu::MutexLock list(queue.listMutex);
   // The index has 8 bits: with 256 slots and more it never reaches their number.
+  // NOLINTNEXTLINE(bugprone-too-small-loop-variable)
   for (uint8_t index = 0; index < queue.subCount; ++index) {
     FlexMsgQueueSub *const sub = cu::RegisteredLocked(queue, index);
     if (sub == nullptr) continue;
