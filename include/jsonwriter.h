@@ -100,7 +100,10 @@ CU_API int serialize_rfStringArray(const void *owner, const char *key, const rfS
 /**
  * @brief Ends the text: drops the last separator and whatever follows the last "}".
  *
- * A text without any "}" becomes empty. `length` can end one below the text's own length.
+ * A text without any "}" becomes empty. The last two characters are taken for the separator
+ * that JsonEndObject() and JsonEndArray() write, and the last one goes whatever it is: behind
+ * serializeRFCharArray(), which writes none, call JsonCleanup() instead. `length` can end one below
+ * the text's own length.
  *
  * @return 1; 0 for a null box, a box without text or with fewer than 2 characters.
  */

@@ -59,11 +59,11 @@ int jsonAppendString(JsonBox *box, const char *bytes, uint32_t count) {
 
 int JsonFinalize(JsonBox *box) {
   if (box == nullptr || box->data == nullptr || box->length < 2) return 0;
-  if (box->data[box->length - 2] == ',') {
-    box->data[box->length - 2] = ' ';
-    box->data[box->length - 1] = '\0';
-    box->length -= 2;
-  }
+  // The last two characters are taken for a separator whatever they are.
+  char *const separator = box->data + box->length - 2;
+  if (separator[0] == ',') separator[0] = ' ';
+  separator[1] = '\0';
+  box->length -= 2;
   return JsonCleanup(box);
 }
 

@@ -300,7 +300,29 @@ TEST(JsonFinalize, GivesZeroForShortTexts) {
   EXPECT_EQ(JsonFinalize(&one), 0);
   jsonAppendString(&two, "{}", 2);
   EXPECT_EQ(JsonFinalize(&two), 1);
-  EXPECT_EQ(two.text(), "{}");
+  EXPECT_EQ(two.text(), "") << "the bracket stood where the separator is taken to be";
+  EXPECT_EQ(two->length, 0U);
+}
+
+TEST(JsonFinalize, LeavesALengthOneBelowTheTextWhenItCutsRightBehindTheLastBracket) {
+  Box box;
+  jsonAppendString(&box, "{}\n", 3);
+  EXPECT_EQ(JsonFinalize(&box), 1);
+  EXPECT_EQ(box.text(), "{}");
+  EXPECT_EQ(box->length, 1U);
+}
+
+TEST(JsonFinalize, TakesTheBracketThatSerializeRfCharArrayWroteLast) {
+  char text[] = "x";
+  rfStringElement element = {1, text};
+  const rfCharArray array = {1, &element};
+  for (const bool cleanup : {false, true}) {
+    Box box;
+    JsonStartObject(nullptr, &box);
+    serializeRFCharArray(&array, "List", &box, 1);
+    cleanup ? JsonCleanup(&box) : JsonFinalize(&box);
+    EXPECT_EQ(box.text(), cleanup ? "{\n\"List\":[\"x\"]}" : "");
+  }
 }
 
 TEST(JsonFinalize, CutsTheSeparatorBehindTheLastBracket) {
