@@ -32,7 +32,8 @@
  * **Mind the faults.** A handler returns, and the kernel then repeats the instruction that faulted:
  * after SIGSEGV, SIGILL or SIGFPE the process loops through its handler for ever. Register a
  * callback for them that ends the process, as above. SIGABRT ends the process by itself once the
- * handler has returned.
+ * handler has returned. A stack that has overflowed leaves no room for a handler: that process dies
+ * at once, without a trace.
  *
  * **Signal context.** Callbacks run inside the handler, on whichever thread took the signal, with
  * only that signal blocked. The handlers themselves use stdio, the logger and, for a backtrace,

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "support/child.hpp"
+#include "support/leaks.hpp"
 #include "support/logger.hpp"
 
 // Frames of the backtraces below. Their names are looked up in the program's dynamic symbols, so
@@ -79,10 +80,8 @@ using testing::StartsWith;
 
 // AddressSanitizer stands between a program and backtrace() with a frame of its own, which is the
 // one that is left out then.
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef CU_TEST_ADDRESS_SANITIZER
 constexpr bool kSeesPrintTrace = true;
-#elif defined(__has_feature)
-constexpr bool kSeesPrintTrace = __has_feature(address_sanitizer);
 #else
 constexpr bool kSeesPrintTrace = false;
 #endif

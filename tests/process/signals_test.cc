@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/child.hpp"
+#include "support/leaks.hpp"
 
 namespace {
 
@@ -191,6 +192,27 @@ TEST(RealFault, EndsTheProcessThroughACallbackThatDoes) {
   EXPECT_EQ(3, child.Wait().status());
   EXPECT_EQ(Arrival(11) + Found(11) + Found(11), child.out());
 }
+
+#ifndef CU_TEST_ADDRESS_SANITIZER  // which moves locals to the heap, where no stack overflows
+[[gnu::noinline]] int Overflow(volatile int *caller) {
+  volatile int mine[1000];
+  mine[0] = *caller + 1;
+  return mine[0] == 0 ? 0 : Overflow(mine) + mine[0];
+}
+
+TEST(RealFault, OfAnOverflowedStackKillsTheProcessWithoutATrace) {
+  Child child([] {
+    const rlimit small = {1 << 20, 1 << 20};
+    setrlimit(RLIMIT_STACK, &small);
+    InitSignals();
+    InitSignalsWithCallback([](void *) { _exit(3); }, Bit(SIGSEGV), nullptr);
+    int start = 0;
+    return Overflow(&start);
+  });
+  EXPECT_EQ(-SIGSEGV, child.Wait().status());
+  EXPECT_EQ("", child.out());
+}
+#endif
 
 TEST(RealFault, OfAbortIsHandledOnceAndThenKillsTheProcess) {
   Child child([] {
