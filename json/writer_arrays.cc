@@ -21,8 +21,9 @@ void AppendTexts(JsonBox &box, const char *key, const rfStringArray &array, std:
   const uint64_t element = any ? text.size() + 3 : 0;
   const uint64_t elements = any ? element * array.count - 1 : 0;
   uint64_t total = 0;
-  if (__builtin_add_overflow(elements, 1 + name.size() + open.size() + end.size(), &total))
-    total = UINT32_MAX;
+  const bool overflows =
+      __builtin_add_overflow(elements, 1 + name.size() + open.size() + end.size(), &total);
+  if (overflows || total > UINT32_MAX) total = UINT32_MAX;  // more than any box takes
   char *at = cu::ExtendBox(box, total);
   if (at == nullptr) return;
 

@@ -5,43 +5,27 @@
 #include <type_traits>
 
 #include "internal/grow.hpp"
-#include "internal/owned.hpp"
 
 static_assert(std::is_standard_layout_v<JsonBox> && offsetof(JsonBox, capacity) == sizeof(void *) &&
               offsetof(JsonBox, length) == sizeof(void *) + 4);
 
 namespace cu {
-namespace {
 
-void LoseText(JsonBox &box) {
-  free(box.data);
-  box.data = nullptr;
-  box.capacity = 0;
-}
-
-}  // namespace
-
-char *ExtendBox(JsonBox &box, uint64_t count) {
-  if (box.data == nullptr) box.capacity = box.length = 0;
-  const uint64_t length = box.length + count;
-  if (length + 1 >= box.capacity) {
-    auto *const grown =
-        length + 1 > UINT32_MAX
-            ? nullptr
-            : static_cast<char *>(ReallocRounded(box.data, static_cast<size_t>(length) + 1));
-    if (grown == nullptr) {
-      LoseText(box);
-      return nullptr;
-    }
-    grown[length] = '\0';
-    box.data = grown;
-    box.capacity = static_cast<uint32_t>(length) + 1;
+char *GrowBox(JsonBox &box, uint64_t capacity) {
+  char *const data =
+      capacity > UINT32_MAX
+          ? nullptr
+          : static_cast<char *>(ReallocRounded(box.data, static_cast<size_t>(capacity)));
+  if (data == nullptr) [[unlikely]] {
+    free(box.data);
+    box.data = nullptr;
+    box.capacity = 0;
+    return nullptr;
   }
-  // Text that fits into what a finalised box had before overwrites it and gets no terminator of its
-  // own: what is left of the old text stays behind it.
-  char *const at = box.data + box.length;
-  box.length = static_cast<uint32_t>(length);
-  return at;
+  data[capacity - 1] = '\0';
+  box.data = data;
+  box.capacity = static_cast<uint32_t>(capacity);
+  return data;
 }
 
 }  // namespace cu

@@ -1,5 +1,5 @@
-// The growing text of the JSON writer. An element is put together from pieces in one append: the
-// recorded capacity comes out as if each piece had been appended alone, for a sixth of the work.
+// The growing text of the JSON writer. An element is put together in one piece: the recorded
+// capacity comes out as if each part of it had been appended alone, for a fraction of the work.
 #ifndef COMMONUTILITIES_JSON_WRITER_BOX_HPP
 #define COMMONUTILITIES_JSON_WRITER_BOX_HPP
 
@@ -7,39 +7,44 @@
 #include <stdint.h>
 #include <string.h>
 
-#include <initializer_list>
 #include <string_view>
 
 #include "include/jsonwriter.h"
 
 namespace cu {
 
-/// Makes room for `count` more characters and counts them as held; the caller fills them at once.
-/// Null without memory: the box has lost its text then.
-char *ExtendBox(JsonBox &box, uint64_t count);
+/// Gives a box the capacity that its text needs, and sets the last byte as its terminator. Returns
+/// the box's data; null without memory: the box has lost its text then.
+char *GrowBox(JsonBox &box, uint64_t capacity);
 
-/// Appends all pieces, none of which lies in the box; without memory the box loses its text.
-inline void AppendPieces(JsonBox &box, std::initializer_list<std::string_view> pieces) {
-  uint64_t count = 0;
-  for (const std::string_view piece : pieces) count += piece.size();
-  char *at = ExtendBox(box, count);
-  if (at == nullptr) return;
-  for (const std::string_view piece : pieces) {
-    if (!piece.empty()) memcpy(at, piece.data(), piece.size());
-    at += piece.size();
+/// Makes room for `count` more characters and counts them as held; the caller fills them at once.
+/// Null without memory, as above.
+inline char *ExtendBox(JsonBox &box, uint64_t count) {
+  char *data = box.data;
+  const uint64_t begin = data == nullptr ? 0 : box.length;
+  const uint64_t end = begin + count;
+  // Text that fits into what a finalised box had before overwrites it and gets no terminator of its
+  // own: what is left of the old text stays behind it.
+  if (data == nullptr || end + 1 >= box.capacity) {
+    data = GrowBox(box, end + 1);
+    if (data == nullptr) return nullptr;
   }
+  box.length = static_cast<uint32_t>(end);
+  return data + begin;
 }
 
-/// A key as elements have it, `"key" : `, in three pieces; all empty for a null key.
-struct KeyPieces {
-  explicit KeyPieces(const char *key) {
-    if (key == nullptr) return;
-    open = "\"";
-    name = key;
-    close = "\" : ";
-  }
-  std::string_view open, name, close;
-};
+/// Writes at a place that has the room, and returns the place behind.
+inline char *Put(char *at, std::string_view text) {
+  if (!text.empty()) memcpy(at, text.data(), text.size());
+  return at + text.size();
+}
+
+/// A fixed text: its copy is an instruction or two.
+template <size_t Size>
+inline char *Put(char *at, const char (&text)[Size]) {
+  memcpy(at, text, Size - 1);
+  return at + Size - 1;
+}
 
 }  // namespace cu
 
