@@ -1,7 +1,7 @@
 #include "include/commonconfig.h"
 
 #include <stddef.h>
-#include <string.h>
+#include <stdlib.h>
 
 #include <type_traits>
 
@@ -106,9 +106,9 @@ int32_t deserialize_rfAECommonConfigConfigParamArray(JsonWalkContext *context, i
 void free_rfAECommonConfig(rfAECommonConfig *config) {
   if (config == nullptr) return;
   free_rfAECommonConfigConfigObjArray(&config->ConfigObj);
-  free_rfString(config->ipcName);
-  free_rfString(config->logCtrlFile);
-  free_rfString(config->logfile);
+  free(config->ipcName);
+  free(config->logCtrlFile);
+  free(config->logfile);
 }
 
 void free_rfAECommonConfigArray(rfAECommonConfigArray *array) {
@@ -118,7 +118,7 @@ void free_rfAECommonConfigArray(rfAECommonConfigArray *array) {
 void free_rfAECommonConfigConfigObj(rfAECommonConfigConfigObj *group) {
   if (group == nullptr) return;
   free_rfAECommonConfigConfigParamArray(&group->ConfigParam);
-  free_rfString(group->parameterGroup);
+  free(group->parameterGroup);
 }
 
 void free_rfAECommonConfigConfigObjArray(rfAECommonConfigConfigObjArray *array) {
@@ -127,8 +127,8 @@ void free_rfAECommonConfigConfigObjArray(rfAECommonConfigConfigObjArray *array) 
 
 void free_rfAECommonConfigConfigParam(rfAECommonConfigConfigParam *param) {
   if (param == nullptr) return;
-  free_rfString(param->parameterName);
-  free_rfString(param->parameterValue);
+  free(param->parameterName);
+  free(param->parameterValue);
 }
 
 void free_rfAECommonConfigConfigParamArray(rfAECommonConfigConfigParamArray *array) {

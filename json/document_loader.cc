@@ -24,22 +24,27 @@ constexpr size_t kChunk = 256;
 /// Offsets are 32 bits, and the text is terminated.
 constexpr int64_t kLongestText = INT32_MAX - 1;
 
-/// A file's text, null for an empty file.
+/// A file's text as far as it is read; null for an empty file.
 struct Text {
   cu::Owned<char> bytes;
   size_t length = 0;
+  size_t room = 0;
 };
 
 /// Appends a chunk and a terminator. False when there is no memory.
 bool Append(Text &text, const char *chunk, size_t count) {
-  char *const grown =
-      static_cast<char *>(cu::ReallocRounded(text.bytes.get(), text.length + count + 1));
-  if (grown == nullptr) return false;
-  static_cast<void>(text.bytes.release());
-  text.bytes.reset(grown);
-  memcpy(grown + text.length, chunk, count);
+  const size_t wanted = text.length + count + 1;
+  if (wanted > text.room) {
+    text.room = cu::RoundedSize(wanted);
+    char *const grown = static_cast<char *>(realloc(text.bytes.get(), text.room));
+    if (grown == nullptr) return false;
+    static_cast<void>(text.bytes.release());
+    text.bytes.reset(grown);
+  }
+  char *const end = text.bytes.get() + text.length;
+  memcpy(end, chunk, count);
+  end[count] = '\0';
   text.length += count;
-  grown[text.length] = '\0';
   return true;
 }
 

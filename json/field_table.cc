@@ -61,12 +61,31 @@ int32_t Read(const Field &field, const Property &property, void *place) {
   return 0;
 }
 
+/// The token that encloses another, if that is of a type; null otherwise.
+const jsmntok_t *Enclosing(const JsonWalkContext &context, const jsmntok_t *token,
+                           JsonTokenType type) {
+  if (token == nullptr || token->parent < 0) return nullptr;
+  const uint32_t parent = static_cast<uint32_t>(token->parent);
+  if (parent >= context.tokenCount || context.tokens[parent].type != type) return nullptr;
+  return &context.tokens[parent];
+}
+
 bool IsReadable(const Property &property) {
   return property.context != nullptr && property.context->tokens != nullptr &&
          property.key != nullptr;
 }
 
 }  // namespace
+
+uint32_t cu::ElementsOfArray(const JsonWalkContext *context) {
+  if (context == nullptr || context->tokens == nullptr) return 0;
+  if (context->current >= context->tokenCount) return 0;
+  const jsmntok_t *const value = &context->tokens[context->current];
+  const jsmntok_t *const key = Enclosing(*context, value, JSON_TOKEN_STRING);
+  const jsmntok_t *const object = Enclosing(*context, key, JSON_TOKEN_OBJECT);
+  const jsmntok_t *const array = Enclosing(*context, object, JSON_TOKEN_ARRAY);
+  return array != nullptr && array->size > 0 ? static_cast<uint32_t>(array->size) : 0;
+}
 
 int32_t cu::ReadField(std::span<const Field> fields, const Property &property, void *record) {
   if (record == nullptr || !IsReadable(property)) return 0;

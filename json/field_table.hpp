@@ -117,6 +117,10 @@ struct Property {
 /// enumeration, and for a null context, token array, key or record.
 int32_t ReadField(std::span<const Field> fields, const Property &property, void *record);
 
+/// How many elements the array has that the walk stands in, told by its token; 0 when it stands in
+/// none.
+uint32_t ElementsOfArray(const JsonWalkContext *context);
+
 /// ReadField() on element `index` of a (count, list) pair, which grows to reach it. Without memory
 /// the result is 0 and the list is empty; its old elements are released with `release`, or lost.
 template <typename Pair>
@@ -124,7 +128,8 @@ int32_t ReadElementField(std::span<const Field> fields, const Property &property
                          void *list, void (*release)(Pair *) = nullptr) {
   if (list == nullptr) return 0;
   Pair &pair = *static_cast<Pair *>(list);
-  auto *const element = ElementAt(pair, index);
+  const uint32_t expected = index < pair.count ? 0 : ElementsOfArray(property.context);
+  auto *const element = ElementAt(pair, index, expected);
   if (element != nullptr) return ReadField(fields, property, element);
   if (release != nullptr) release(&pair);
   Forget(pair);

@@ -17,11 +17,11 @@ using ElementOf = std::remove_pointer_t<decltype(Pair::list)>;
 
 /// Element `index` of a pair, made by growing it with zeroed elements where needed; null when there
 /// is no memory, and the pair is as before. A pair with count 0 starts a new list whatever its
-/// pointer: releases leave stale ones behind.
+/// pointer: releases leave stale ones behind. `expected` is that of GrowToIndex().
 template <typename Pair>
-[[nodiscard]] ElementOf<Pair> *ElementAt(Pair &pair, uint32_t index) {
+[[nodiscard]] ElementOf<Pair> *ElementAt(Pair &pair, uint32_t index, uint32_t expected = 0) {
   if (pair.count == 0) pair.list = nullptr;
-  return GrowToIndex(pair.count, pair.list, index) ? pair.list + index : nullptr;
+  return GrowToIndex(pair.count, pair.list, index, expected) ? pair.list + index : nullptr;
 }
 
 /// The pair without elements. What it held is not released.

@@ -5,7 +5,6 @@
 #include <stdint.h>
 #include <string.h>
 
-#include <algorithm>
 #include <optional>
 #include <string_view>
 
@@ -31,10 +30,12 @@ inline std::optional<std::string_view> StringText(const char *json, const jsmnto
 
 /// Whether a text and a name agree over the length of the shorter one: the rule by which documents
 /// name types. The empty text agrees with every name.
-inline bool AgreeOverShorter(std::string_view text, const char *name) {
-  if (text.empty()) return true;
-  if (text[0] != *name) return *name == '\0';  // most names are told apart here
-  return memcmp(text.data(), name, std::min(text.size(), strlen(name))) == 0;
+constexpr bool AgreeOverShorter(std::string_view text, const char *name) {
+  for (const char c : text) {
+    if (*name == '\0') return true;
+    if (*name++ != c) return false;
+  }
+  return true;
 }
 
 /// A new string from a value's text: the reader behind every text of every record. An empty value

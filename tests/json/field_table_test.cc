@@ -2,6 +2,7 @@
 #include "json/field_table.hpp"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
@@ -255,6 +256,75 @@ TEST(FieldTable, GoesOnBehindNestedValues) {
   Fan fan = FanOf(R"({"blades":[{"length":1}],"spare":{"length":2},"tags":[],"wide":3})");
   EXPECT_EQ(fan.wide, 3);
   FreeFan(fan);
+}
+
+// Short lists do not move: the first element takes room for what the document's array announces.
+TEST(FieldTable, TakesRoomForTheElementsThatTheArrayAnnounces) {
+  jsmntok_t tokens[] = {{JSON_TOKEN_ARRAY, 0, 1, 4, -1},
+                        {JSON_TOKEN_OBJECT, 0, 1, 1, 0},
+                        {JSON_TOKEN_STRING, 0, 1, 1, 1},
+                        {JSON_TOKEN_PRIMITIVE, 0, 1, 0, 2}};
+  JsonWalkContext context = {"7", tokens, 3, 0, 4, 0};
+  BladeArray blades = {};
+  EXPECT_EQ(DeserializeBladeArray(&context, 0, 1, "length", 0, &blades), 1);
+  EXPECT_EQ(blades.count, 1u);
+  EXPECT_GE(malloc_usable_size(blades.list), 4 * sizeof(Blade));
+  FreeBladeArray(&blades);
+}
+
+TEST(FieldTable, FillsListsThatAreFarLongerThanTheRoomTakenAtOnce) {
+  std::string text = R"({"blades":[{"length":0})";
+  for (int i = 1; i < 500; ++i) text += R"(,{"length":)" + std::to_string(i) + "}";
+  Fan fan = FanOf(text + "]}");
+  ASSERT_EQ(fan.blades.count, 500u);
+  for (int i = 0; i < 500; ++i) EXPECT_EQ(fan.blades.list[i].length, i);
+  FreeFan(fan);
+}
+
+TEST(ElementsOfArray, IsTheSizeOfTheArrayAroundTheObjectOfTheProperty) {
+  // 0 array, 1 object, 2 "a", 3 1, 4 object, 5 "b", 6 [2], 7 2
+  jsmntok_t tokens[] = {{JSON_TOKEN_ARRAY, 0, 9, 2, -1}, {JSON_TOKEN_OBJECT, 1, 3, 1, 0},
+                        {JSON_TOKEN_STRING, 1, 2, 1, 1}, {JSON_TOKEN_PRIMITIVE, 2, 3, 0, 2},
+                        {JSON_TOKEN_OBJECT, 4, 9, 1, 0}, {JSON_TOKEN_STRING, 5, 6, 1, 4},
+                        {JSON_TOKEN_ARRAY, 6, 8, 1, 5},  {JSON_TOKEN_PRIMITIVE, 7, 8, 0, 6}};
+  constexpr uint32_t kExpected[] = {0, 0, 0, 2, 0, 0, 2, 0};
+  JsonWalkContext context = {"", tokens, 0, 0, 8, 0};
+  for (uint32_t i = 0; i < 8; ++i) {
+    context.current = i;
+    EXPECT_EQ(cu::ElementsOfArray(&context), kExpected[i]) << i;
+  }
+  context.current = 8;
+  EXPECT_EQ(cu::ElementsOfArray(&context), 0u);
+  EXPECT_EQ(cu::ElementsOfArray(nullptr), 0u);
+}
+
+TEST(ElementsOfArray, IsZeroWhereTheLinksLeadAstray) {
+  for (int32_t link : {-1, INT32_MIN, 4, INT32_MAX}) {
+    for (int broken = 1; broken < 4; ++broken) {
+      jsmntok_t tokens[] = {{JSON_TOKEN_ARRAY, 0, 9, 2, -1},
+                            {JSON_TOKEN_OBJECT, 1, 3, 1, 0},
+                            {JSON_TOKEN_STRING, 1, 2, 1, 1},
+                            {JSON_TOKEN_PRIMITIVE, 2, 3, 0, 2}};
+      tokens[broken].parent = link;
+      JsonWalkContext context = {"", tokens, 3, 0, 4, 0};
+      EXPECT_EQ(cu::ElementsOfArray(&context), 0u);
+    }
+  }
+  jsmntok_t negative[] = {{JSON_TOKEN_ARRAY, 0, 9, -7, -1},
+                          {JSON_TOKEN_OBJECT, 1, 3, 1, 0},
+                          {JSON_TOKEN_STRING, 1, 2, 1, 1},
+                          {JSON_TOKEN_PRIMITIVE, 2, 3, 0, 2}};
+  JsonWalkContext context = {"", negative, 3, 0, 4, 0};
+  EXPECT_EQ(cu::ElementsOfArray(&context), 0u);
+}
+
+TEST(GrowToIndex, TakesNoMoreThanAFewElementsAhead) {
+  uint32_t count = 0;
+  char *list = nullptr;
+  ASSERT_TRUE(cu::GrowToIndex(count, list, 0, UINT32_MAX));
+  EXPECT_EQ(count, 1u);
+  EXPECT_LT(malloc_usable_size(list), 100u);
+  free(list);
 }
 
 template <typename Release>
