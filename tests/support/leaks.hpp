@@ -45,7 +45,9 @@ inline size_t AllocatedBytes() {
 #ifdef CU_TEST_ADDRESS_SANITIZER
   return __sanitizer_get_current_allocated_bytes();
 #else
-  return mallinfo2().uordblks;
+  // Large blocks are mapped and counted apart.
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
 #endif
 }
 
