@@ -29,12 +29,21 @@ cu::UniqueFd Open(const char *path, int flags) {
   return cu::UniqueFd(open(path, flags | O_CLOEXEC));
 }
 
-/// What is logged, each text a line of its own; null: nothing.
+/// What is logged, each text a line of its own; an empty one: nothing.
 struct WriteMessages {
-  const char *done;
-  const char *failed;
-  const char *unopened;
+  char done[24];
+  char failed[32];
+  char unopened[24];
 };
+
+// Log readers know these texts: one lacks a blank, and a missing unexport file is told as "export".
+constexpr WriteMessages kExport = {"gpio/export success", "gpio/export write failed",
+                                   "gpio/exportfailed"};
+constexpr WriteMessages kUnexport = {"", "gpio/unexport write failed", "gpio/export fail"};
+constexpr WriteMessages kSetDirection = {"gpio/set dir success", "gpio/set dir write failed",
+                                         "gpio/set dir fail"};
+constexpr WriteMessages kSetValue = {"", "gpio/set-value write failed", "gpio/set-value"};
+constexpr WriteMessages kSetEdge = {"", "gpio/set-edge write failed", "gpio/set-edge"};
 
 /// Opens a file, writes once, closes it. `enough` is the least count that the kernel has to take.
 int WriteFile(const char *path, const char *data, size_t size, ssize_t enough,
@@ -42,7 +51,7 @@ int WriteFile(const char *path, const char *data, size_t size, ssize_t enough,
   const cu::UniqueFd file = Open(path, O_WRONLY);
   const bool done = file && write(file.get(), data, size) >= enough;
   const char *const message = done ? messages.done : file ? messages.failed : messages.unopened;
-  if (message != nullptr) CU_LOG(DBGLOG_DEBUG, "%s\n", message);
+  if (*message != '\0') CU_LOG(DBGLOG_DEBUG, "%s\n", message);
   return done ? 0 : -1;
 }
 
@@ -58,13 +67,11 @@ constexpr ssize_t kAnyCount = 0;
 }  // namespace
 
 int gpio_export(int line) {
-  return WriteLineNumber("/sys/class/gpio/export", line,
-                         {"gpio/export success", "gpio/export write failed", "gpio/exportfailed"});
+  return WriteLineNumber("/sys/class/gpio/export", line, kExport);
 }
 
 int gpio_unexport(int line) {
-  return WriteLineNumber("/sys/class/gpio/unexport", line,
-                         {nullptr, "gpio/unexport write failed", "gpio/export fail"});
+  return WriteLineNumber("/sys/class/gpio/unexport", line, kUnexport);
 }
 
 // The attribute files get their values with the terminator.
@@ -72,18 +79,16 @@ int gpio_unexport(int line) {
 int gpio_set_dir(int line, uint32_t output) {
   const char *const direction = output != 0 ? "out" : "in";
   return WriteFile(LinePath(line, "direction").c_str(), direction, strlen(direction) + 1, kAnyCount,
-                   {"gpio/set dir success", "gpio/set dir write failed", "gpio/set dir fail"});
+                   kSetDirection);
 }
 
 int gpio_set_value(int line, uint32_t value) {
-  return WriteFile(LinePath(line, "value").c_str(), value != 0 ? "1" : "0", 2, 2,
-                   {nullptr, "gpio/set-value write failed", "gpio/set-value"});
+  return WriteFile(LinePath(line, "value").c_str(), value != 0 ? "1" : "0", 2, 2, kSetValue);
 }
 
 int gpio_set_edge(int line, const char *edge) {
   if (edge == nullptr) return -1;
-  return WriteFile(LinePath(line, "edge").c_str(), edge, strlen(edge) + 1, kAnyCount,
-                   {nullptr, "gpio/set-edge write failed", "gpio/set-edge"});
+  return WriteFile(LinePath(line, "edge").c_str(), edge, strlen(edge) + 1, kAnyCount, kSetEdge);
 }
 
 int gpio_get_value(int line, uint32_t *value) {
