@@ -19,6 +19,10 @@ add_library(commonutilities_options INTERFACE)
 target_compile_options(commonutilities_options INTERFACE
   -Wall -Wextra -Wshadow -Wformat=2 -Wno-format-nonliteral
   -funwind-tables)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  # A note about a change of the C++ ABI long ago, for every use of a container of 64-bit values.
+  target_compile_options(commonutilities_options INTERFACE -Wno-psabi)
+endif()
 if(COMMONUTILITIES_WERROR)
   target_compile_options(commonutilities_options INTERFACE -Werror)
 endif()
