@@ -85,7 +85,8 @@ void CopySmall(void *to, const void *from, size_t size) {
   }
 }
 
-Owned<MapNode> NewNode(const HashedKey &key, const void *value, uint32_t value_size) {
+[[gnu::always_inline]] inline Owned<MapNode> NewNode(const HashedKey &key, const void *value,
+                                                     uint32_t value_size) {
   size_t size = sizeof(MapNode);
   if (__builtin_add_overflow(size, key.area, &size) ||
       __builtin_add_overflow(size, value_size, &size)) {
@@ -116,9 +117,9 @@ bool Grow(Map &map) {
     buckets = ReallocArray(buckets, new_count > kLeastSlots ? new_count : kLeastSlots);
     if (buckets == nullptr) return false;
   }
+  if (old_count == 0) buckets[0] = nullptr;
   map.buckets = buckets;
   map.nbuckets = new_count;
-  memset(buckets + old_count, 0, (new_count - old_count) * sizeof(MapNode *));
   for (uint32_t b = 0; b < old_count; ++b) {
     MapNode **ends[2] = {&buckets[b], &buckets[b + old_count]};
     for (MapNode *node = buckets[b]; node != nullptr; node = node->next) {
@@ -132,7 +133,9 @@ bool Grow(Map &map) {
   return true;
 }
 
-bool AddEntry(Map &map, const HashedKey &key, const void *value, uint32_t value_size) {
+/// Inlined into its two callers, which have the key's parts at hand.
+[[gnu::always_inline]] inline bool AddEntry(Map &map, const HashedKey &key, const void *value,
+                                            uint32_t value_size) {
   Owned<MapNode> node = NewNode(key, value, value_size);
   if (!node) return false;
   if (map.nnodes >= map.nbuckets && !Grow(map)) return false;

@@ -136,35 +136,27 @@ class TreeBuilder {
     return child;
   }
 
-  /// Copies and hashes a member's name in one pass.
+  /// Copies a member's name. Its length is that of the copy: a name may hold a NUL.
   void CopyKey(JsonNode &child, const jsmntok_t &name) {
     const size_t length = TextLength(name);
-    const char *const source = TextOf(name);
-    char *const key = InlineStrings(&child);
-    uint64_t hash = kFnvBasis;
-    size_t i = 0;
-    for (; i < length && source[i] != '\0'; ++i) {
-      key[i] = source[i];
-      hash = FnvStep(hash, source[i]);
-    }
-    key[i] = '\0';
-    child.key = key;
-    key_hash_ = hash;
-    key_length_ = i;
+    child.key = InlineStrings(&child);
+    if (length != 0) memcpy(child.key, TextOf(name), length);
+    child.key[length] = '\0';
+    key_ = HashString(child.key);
   }
 
   /// Puts a child into its object, in the place of an earlier one of the same name.
   bool Insert(JsonNode &object, JsonNode *child) {
     Map &map = object.body.map;
     object.inserting = child;
-    if (MapNode *const entry = map.nnodes == 0 ? nullptr : FindByHash(map, key_hash_)) {
+    if (MapNode *const entry = map.nnodes == 0 ? nullptr : FindByHash(map, key_.hash)) {
       JsonNode *replaced;
       memcpy(&replaced, entry->value, sizeof replaced);
       memcpy(entry->value, &child, sizeof child);
       ReleaseChild(replaced);
       return true;
     }
-    if (AddStringEntry(map, key_hash_, child->key, key_length_, &child, sizeof child)) return true;
+    if (AddStringEntry(map, key_.hash, child->key, key_.length, &child, sizeof child)) return true;
     free(child);
     return false;
   }
@@ -174,7 +166,7 @@ class TreeBuilder {
     if (value == nullptr) return true;
     if (!IsText(*value)) return Open(*child, *value);
     const size_t length = TextLength(*value);
-    char *const text = child->key == nullptr ? InlineStrings(child) : child->key + key_length_ + 1;
+    char *const text = child->key == nullptr ? InlineStrings(child) : child->key + key_.length + 1;
     if (length != 0) memcpy(text, TextOf(*value), length);
     text[length] = '\0';
     SetText(*child, text, *value);
@@ -204,8 +196,7 @@ class TreeBuilder {
   const jsmntok_t *tokens_;
   uint32_t remaining_;
   uint32_t used_ = 0;
-  uint64_t key_hash_ = 0;  // of the key copied last
-  size_t key_length_ = 0;
+  HashedString key_ = {};  // of the child made last
   uint32_t depth_ = 0;
   Level levels_[JSON_NODE_MAX_DEPTH];
 };

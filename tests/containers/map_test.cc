@@ -141,6 +141,14 @@ TEST(MapSetDeathTest, WritesALargerValueOverTheEndOfItsMemory) {
 }
 #endif
 
+TEST(MapSet, RefusesAnEntryThatOutgrowsTheAddressSpace) {
+  if (sizeof(size_t) > sizeof(uint32_t)) GTEST_SKIP() << "no size of 32 bits does that here";
+  OwnedMap map(MAP_KEY_STRING);
+  EXPECT_EQ(map_set_(&map, "a", "v", UINT32_MAX), -1);
+  EXPECT_EQ(map_set_(&map, "a", "v", UINT32_MAX - 16), -1);
+  EXPECT_EQ(map.nnodes, 0u);
+}
+
 TEST(MapSet, StoresAValueOfNoBytes) {
   OwnedMap map(MAP_KEY_STRING);
   EXPECT_EQ(map_set_(&map, "a", "", 0), 0);

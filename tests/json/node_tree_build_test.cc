@@ -273,6 +273,17 @@ TEST(CreateDictionary, TakesTokensThatWereNeverFilled) {
   AmbrelFreeJsonNode(&root);
 }
 
+TEST(CreateDictionary, EndsStringsAtANulByte) {
+  const char json[] = "{\"a\0b\":\"x\0y\"}";
+  const jsmntok_t tokens[] = {{JSON_TOKEN_OBJECT, 0, 11, 1, -1},
+                              {JSON_TOKEN_STRING, 2, 5, 1, 0},
+                              {JSON_TOKEN_STRING, 8, 11, 0, 1}};
+  JsonNode root = {};
+  EXPECT_EQ(CreateDictionary(json, tokens, 3, &root), 3);
+  EXPECT_EQ(Show(&root), "{a:\"x\"}");
+  AmbrelFreeJsonNode(&root);
+}
+
 TEST(CreateDictionary, TakesANegativeSizeAsEmpty) {
   jsmntok_t token = {};
   token.type = JSMN_ARRAY;
