@@ -25,7 +25,7 @@
  * and not-a-number becomes 0.
  *
  * **Thread safety.** Any thread may call any function at any time; a context belongs to one call at
- * a time.
+ * a time, so its callbacks must not evaluate it again.
  *
  * **What surprises users.** A token is an operator as soon as it and an operator's name agree over
  * the length of the shorter one, and the first such operator counts:
@@ -173,7 +173,8 @@ CU_API float processOperand(uint32_t id, uint8_t *error, float a, float b);
  * @return 1; 0 with @p result left alone for a null expression or result, a missing value, a
  *         division by 0, a ":" without "?", an unknown or null parameter, or without memory.
  *
- * @note Expressions that keep at most 32 values pending need no heap memory.
+ * @note Expressions that keep at most 32 values pending, and whose tokens are shorter than 64
+ *       characters, need no heap memory.
  */
 CU_API int doRPN(const char *expression, char **parameters, uint32_t parameterCount,
                  double *result);

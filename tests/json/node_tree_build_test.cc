@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -292,6 +293,30 @@ TEST(CreateDictionary, TakesANegativeSizeAsEmpty) {
   EXPECT_EQ(CreateDictionary("[]", &token, 1, &root), 1);
   EXPECT_EQ(Show(&root), "[]");
   AmbrelFreeJsonNode(&root);
+}
+
+TEST(CreateDictionary, BuildsAndReleasesAnyTokens) {
+  std::mt19937 random(33);
+  const std::string text = "{\"key\":[1,22,\"text\"],\"key\":{\"a\":null}}";
+  const int32_t types[] = {0, 1, 1, 1, 2, 2, 2, 4, 4, 4, 8, 8, 3, 16, -1};
+  const auto offset = [&] { return static_cast<int32_t>(random() % (text.size() + 2)) - 1; };
+  for (int i = 0; i < 20000; ++i) {
+    std::vector<jsmntok_t> tokens(1 + random() % 30);
+    for (jsmntok_t &token : tokens) {
+      token.type = types[random() % std::size(types)];
+      token.start = offset();
+      token.end = offset();
+      token.size = static_cast<int32_t>(random() % 7) - 1;
+      token.parent = static_cast<int32_t>(random() % 32) - 1;
+    }
+    const auto count = static_cast<uint32_t>(tokens.size());
+    JsonNode root = {};
+    const int32_t used = CreateDictionary(text.c_str(), tokens.data(), count, &root);
+    ASSERT_GE(used, 0);
+    ASSERT_LE(used, static_cast<int32_t>(count));
+    Show(&root);
+    AmbrelFreeJsonNode(&root);
+  }
 }
 
 TEST(NestedDocuments, AreWhatTheTokenizerMakes) {
