@@ -63,19 +63,26 @@ void Broadcast(FlexQueue &queue) {
   pthread_cond_broadcast(&queue.cond);
 }
 
+void Unlock(void *mutex) {
+  pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex));
+}
+
+/// One wait, without a predicate. A listener that is cancelled in it leaves condMutex unlocked, as
+/// a scoped lock would not: with it locked, the next insertion would hold up everybody.
 int WaitForBroadcast(FlexQueue &queue, int32_t ms) {
+  timespec deadline = {};
+  if (ms != 0) AmbrelGetWaitTime(ms, &deadline);
+  int result = 0;
+  pthread_mutex_lock(&queue.condMutex);
+  pthread_cleanup_push(Unlock, &queue.condMutex);
   if (ms == 0) {
-    const MutexLock lock(queue.condMutex);
     pthread_cond_wait(&queue.cond, &queue.condMutex);
-    return 1;
+  } else {
+    result = pthread_cond_timedwait(&queue.cond, &queue.condMutex, &deadline);
   }
-  timespec deadline;
-  AmbrelGetWaitTime(ms, &deadline);
-  const MutexLock lock(queue.condMutex);
-  const int result = pthread_cond_timedwait(&queue.cond, &queue.condMutex, &deadline);
-  if (result == 0) return 1;
-  CU_LOG(DBGLOG_DEBUG, "We timedOut %d\n", result);
-  return 0;
+  if (result != 0) CU_LOG(DBGLOG_DEBUG, "We timedOut %d\n", result);
+  pthread_cleanup_pop(1);
+  return result == 0 ? 1 : 0;
 }
 
 bool HasSlot(FlexQueue &queue, uint32_t slot, AmbrelSemaphore *&sem) {
