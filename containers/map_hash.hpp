@@ -23,8 +23,8 @@ struct HashedString {
   size_t length;
 };
 
-/// Two bytes a turn: the multiplications wait for each other, so what counts is how little else there
-/// is to do between them.
+/// Two bytes a turn: the multiplications wait for each other, so what counts is how little else
+/// there is to do between them.
 constexpr HashedString HashString(const char *text) {
   uint64_t hash = kFnvBasis;
   for (const char *next = text;; next += 2) {

@@ -32,7 +32,8 @@
 /** Lets the compiler check a printf-like format against its arguments. */
 #define CU_PRINTF(format_index, first_argument) \
   __attribute__((format(printf, format_index, first_argument)))
-/** Marks a result that must not be dropped, because it is memory or the only report of a failure. */
+/** Marks a result that must not be dropped, because it is memory or the only report of a failure.
+ */
 #define CU_MUST_USE __attribute__((warn_unused_result))
 #else
 #define CU_API

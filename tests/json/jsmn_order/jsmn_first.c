@@ -18,4 +18,6 @@ static int32_t callback(const char *json, jsmntok_t *tokens, const char *label, 
 }
 
 int load_with_own_jsmn(void);
-int load_with_own_jsmn(void) { return parseJsonBuffer("{}", 2, 0, callback, NULL); }
+int load_with_own_jsmn(void) {
+  return parseJsonBuffer("{}", 2, 0, callback, NULL);
+}

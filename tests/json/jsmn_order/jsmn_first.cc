@@ -18,4 +18,6 @@ static int32_t callback(const char *json, jsmntok_t *tokens, const char *label, 
 }
 
 extern "C" int load_with_own_jsmn_cpp();
-extern "C" int load_with_own_jsmn_cpp() { return parseJsonBuffer("{}", 2, 0, callback, nullptr); }
+extern "C" int load_with_own_jsmn_cpp() {
+  return parseJsonBuffer("{}", 2, 0, callback, nullptr);
+}
