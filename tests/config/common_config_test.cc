@@ -211,6 +211,13 @@ TEST(ProcessDecoderDefinitions, ReturnsOneForNullArgumentsAndZeroOtherwise) {
   EXPECT_EQ(ProcessDecoderDefinitions("{}", &token, "l", 1, nullptr), 1);
 }
 
+// A buffer's label of 0 is a null label, which the callback refuses.
+TEST(ProcessDecoderDefinitions, WantsABufferLabelThatIsNotZero) {
+  rfAECommonConfig config = {};
+  EXPECT_EQ(parseJsonBuffer("{}", 2, 0, ProcessDecoderDefinitions, &config), 0);
+  EXPECT_EQ(parseJsonBuffer("{}", 2, 1, ProcessDecoderDefinitions, &config), 1);
+}
+
 TEST(Configuration, HasNoGroupsWithoutConfigObj) {
   const Configuration config(R"({"ipcName":"q"})");
   EXPECT_STREQ(config->ipcName, "q");

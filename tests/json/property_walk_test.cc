@@ -267,6 +267,25 @@ TEST(ProcessObject, LetsADeserializerPassOverAValueByMovingCurrent) {
   EXPECT_THAT(walk.trace(), ElementsAre("u@0=[1,2,3]", "x@0=y"));
 }
 
+// The safe way for a deserializer that reads documents from strangers.
+TEST(ProcessObject, LetsADeserializerPassOverUnknownValuesWithDump) {
+  for (const char *text :
+       {R"({"u":[1,2,3],"x":"y"})", R"({"u":{"x":"evil","v":[{}]},"x":"y"})",
+        R"({"u":[[],[[1]]],"x":"y"})", R"({"u":7,"x":"y"})", R"({"u":{},"x":"y"})"}) {
+    Walk walk(text);
+    walk.recorder.on_call = [](JsonWalkContext *context, const char *key) {
+      if (key != nullptr && strcmp(key, "x") == 0) return;
+      context->current +=
+          static_cast<uint32_t>(dump(context->json, &context->tokens[context->current],
+                                     context->tokenCount - context->current, 0)) -
+          1;
+    };
+    walk.Run();
+    ASSERT_EQ(walk.trace().size(), 2u) << text;
+    EXPECT_EQ(walk.trace()[1], "x@0=y") << text;
+  }
+}
+
 // A deserializer that walks into a value that is no container takes the next key for its value.
 TEST(ProcessObject, TakesTheNextTokensForAStringThatIsWalkedInto) {
   EXPECT_THAT(TraceOf(R"({"k":"v","x":"y","z":1})", {"k"}),
