@@ -71,7 +71,8 @@ class Script {
                             : pick < 7 ? Step::kInvalidate
                             : pick < 9 ? Step::kFullSave
                                        : Step::kCompact;
-    return {kind, entry, payload};
+    // The first entry stays valid: a store without a valid payload has no checksum.
+    return {kind == Step::kInvalidate && entry == 0 ? Step::kChange : kind, entry, payload};
   }
 
   static bool Do(const Step &step, AmbrelStorageEngine *store) {

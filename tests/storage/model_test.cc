@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
 
@@ -151,7 +152,9 @@ class StoreModelTest : public StoreTest, public testing::WithParamInterface<unsi
 
   void Compare() {
     ASSERT_EQ(model_.file.size(), File().size());
-    ASSERT_TRUE(model_.file == File());
+    const std::string file = File();
+    const auto differ = std::mismatch(file.begin(), file.end(), model_.file.begin());
+    ASSERT_TRUE(model_.file == file) << "at offset " << differ.first - file.begin();
     ASSERT_EQ(model_.backup.has_value(), std::filesystem::exists(backup()));
     ASSERT_TRUE(model_.backup.value_or("") == Backup());
     ASSERT_EQ(model_.header.bytes(),

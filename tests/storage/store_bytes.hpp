@@ -31,13 +31,20 @@ T NativeAt(const std::string &bytes, size_t offset) {
   return value;
 }
 
-/// CRC-32 (IEEE 802.3) of some bytes, continuing `crc`; slow and plain.
+/// CRC-32 (IEEE 802.3) of some bytes, continuing `crc`; with the textbook's table.
 inline uint32_t SlowCrc(const std::string &bytes, uint32_t crc = 0) {
+  static const std::vector<uint32_t> table = [] {
+    std::vector<uint32_t> entries(256);
+    for (uint32_t i = 0; i < 256; ++i) {
+      entries[i] = i;
+      for (int bit = 0; bit < 8; ++bit) {
+        entries[i] = entries[i] >> 1 ^ (entries[i] & 1 ? 0xEDB88320U : 0);
+      }
+    }
+    return entries;
+  }();
   crc = ~crc;
-  for (const unsigned char byte : bytes) {
-    crc ^= byte;
-    for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320U : 0);
-  }
+  for (const unsigned char byte : bytes) crc = crc >> 8 ^ table[(crc ^ byte) & 0xFF];
   return ~crc;
 }
 
@@ -49,6 +56,7 @@ struct Record {
   uint32_t seconds = 0;
   uint8_t format = 4;
   std::optional<uint32_t> length = {};  // what the header says, when that is not the truth
+  std::string reserved = std::string(10, '\0');
 };
 
 inline std::string HeaderBytes(uint32_t count, uint32_t crc, uint8_t format = 4) {
@@ -57,10 +65,10 @@ inline std::string HeaderBytes(uint32_t count, uint32_t crc, uint8_t format = 4)
 }
 
 inline std::string RecordBytes(const Record &record) {
-  return Native(record.format) + std::string(3, '\0') + Native(record.id) + Native(record.valid) +
-         std::string(3, '\0') +
+  return Native(record.format) + record.reserved.substr(0, 3) + Native(record.id) +
+         Native(record.valid) + record.reserved.substr(3, 3) +
          Native(record.length.value_or(static_cast<uint32_t>(record.payload.size()))) +
-         Native(record.stamp) + Native(record.seconds) + Native(uint32_t{0}) + record.payload;
+         Native(record.stamp) + Native(record.seconds) + record.reserved.substr(6) + record.payload;
 }
 
 inline std::string RecordsBytes(const std::vector<Record> &records) {
@@ -88,15 +96,23 @@ inline std::string SealedFile(uint32_t count, const std::vector<Record> &records
   return Sealed(HeaderBytes(count, 0) + RecordsBytes(records));
 }
 
+/// The record at an offset of a file that holds all of it.
+inline Record RecordAt(const std::string &file, size_t at) {
+  return {.id = NativeAt<uint32_t>(file, at + 4),
+          .payload = file.substr(at + kRecordHeader, NativeAt<uint32_t>(file, at + 12)),
+          .valid = static_cast<uint8_t>(file[at + 8]),
+          .stamp = NativeAt<int64_t>(file, at + 16),
+          .seconds = NativeAt<uint32_t>(file, at + 24),
+          .format = static_cast<uint8_t>(file[at]),
+          .reserved = file.substr(at + 1, 3) + file.substr(at + 9, 3) + file.substr(at + 28, 4)};
+}
+
 /// The record that an entry is stored as.
 inline Record RecordOf(const AmbrelStorageEntry &entry) {
-  return {.id = entry.id,
-          .payload = std::string(reinterpret_cast<const char *>(entry.payload),
-                                 entry.payload == nullptr ? 0 : entry.length),
-          .valid = entry.valid,
-          .stamp = entry.wallStamp,
-          .seconds = entry.monotonicSeconds,
-          .format = entry.format};
+  const std::string header(reinterpret_cast<const char *>(&entry), kRecordHeader);
+  if (entry.payload == nullptr) return RecordAt(header, 0);
+  return RecordAt(header + std::string(reinterpret_cast<const char *>(entry.payload), entry.length),
+                  0);
 }
 
 /// The checksum of a file as a start computes it; nothing when it has none. `walked` receives the
@@ -111,13 +127,7 @@ inline std::optional<uint32_t> StartCrc(const std::string &file,
     const size_t length = NativeAt<uint32_t>(file, at + 12);
     if (length > file.size() - at - kRecordHeader) return std::nullopt;
     has_payload |= length != 0;
-    if (walked != nullptr) {
-      walked->push_back({.id = NativeAt<uint32_t>(file, at + 4),
-                         .payload = file.substr(at + kRecordHeader, length),
-                         .valid = static_cast<uint8_t>(file[at + 8]),
-                         .stamp = NativeAt<int64_t>(file, at + 16),
-                         .seconds = NativeAt<uint32_t>(file, at + 24)});
-    }
+    if (walked != nullptr) walked->push_back(RecordAt(file, at));
     at += kRecordHeader + length;
   }
   if (!has_payload) return std::nullopt;

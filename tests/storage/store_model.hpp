@@ -53,12 +53,7 @@ class StoreModel {
     while (file.size() >= at + kRecordHeader) {
       const size_t length = NativeAt<uint32_t>(file, at + 12);
       if (length > file.size() - at - kRecordHeader) break;
-      entries.push_back(Record{.id = NativeAt<uint32_t>(file, at + 4),
-                               .payload = file.substr(at + kRecordHeader, length),
-                               .valid = static_cast<uint8_t>(file[at + 8]),
-                               .stamp = NativeAt<int64_t>(file, at + 16),
-                               .seconds = NativeAt<uint32_t>(file, at + 24),
-                               .format = static_cast<uint8_t>(file[at])});
+      entries.push_back(RecordAt(file, at));
       at += kRecordHeader + length;
     }
     loaded = static_cast<uint16_t>(entries.size());
