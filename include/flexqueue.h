@@ -19,13 +19,15 @@
  * FlexQueueIter walk = {0};
  * lockFlexQueue(&queue, 0);
  * getFlexQueueIter(&queue, &walk, 1);
- * FlexEntry *entry = peekFlexQueueEntry(&walk, 1);
- * if (entry != NULL) deQueueFlexEntry(&walk, 1);
+ * FlexEntry *entry = peekFlexQueueEntry(&walk, 1);   // the peek's reference
+ * if (entry != NULL) {
+ *   deQueueFlexEntry(&walk, 1);                       // the queue's reference
+ *   FreeFlexQueueEntry(entry, 1);                     // one of the two, while the lock is held
+ * }
  * unlockFlexQueue(&queue);
  * if (entry != NULL) {
  *   handle(entry->data);
- *   FreeFlexQueueEntry(entry, 0);                  // one release for the peek ...
- *   FreeFlexQueueEntry(entry, 0);                  // ... and one for the removal
+ *   FreeFlexQueueEntry(entry, 0);                     // the other one
  * }
  * @endcode
  *
