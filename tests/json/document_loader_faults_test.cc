@@ -85,6 +85,45 @@ TEST_F(LoadingUnderFaults, ABufferIsRefusedAndReleasedWhereverMemoryRunsOut) {
   EXPECT_EQ(k - 1, 1 + 1 + 9);  // the copy, and the tokens 2, 4, ... 1024
 }
 
+/// An array of so many tokens, itself included.
+std::string ArrayOfTokens(int tokens) {
+  std::string array = "[0";
+  for (int i = 2; i < tokens; ++i) array += ",0";
+  return array + "]";
+}
+
+// The room for tokens begins at 16 for a file and at 2 for a buffer, and doubles.
+TEST_F(LoadingUnderFaults, AFileTakesRoomForMoreTokensAtTheSeventeenthAndAtEachDoubling) {
+  const auto allocations = [&](int tokens) {
+    cu_test::WriteFile(path_, ArrayOfTokens(tokens));
+    Seen seen;
+    const Fault fault(Call::kMemory, 0);
+    EXPECT_EQ(Load(seen), 1);
+    EXPECT_EQ(seen.tokens, static_cast<uint32_t>(tokens));
+    return fault.calls();
+  };
+  const long without_growth = allocations(2);
+  EXPECT_EQ(allocations(16), without_growth);
+  EXPECT_EQ(allocations(17), without_growth + 1);
+  EXPECT_EQ(allocations(32), without_growth + 1);
+  EXPECT_EQ(allocations(33), without_growth + 2);
+}
+
+TEST_F(LoadingUnderFaults, ABufferTakesRoomForMoreTokensAtTheThirdAndAtEachDoubling) {
+  const auto allocations = [](int tokens) {
+    const std::string text = ArrayOfTokens(tokens);
+    Seen seen;
+    const Fault fault(Call::kMemory, 0);
+    EXPECT_EQ(parseJsonBuffer(text.data(), static_cast<uint32_t>(text.size()), 0, See, &seen), 1);
+    EXPECT_EQ(seen.tokens, static_cast<uint32_t>(tokens));
+    return fault.calls();
+  };
+  const long without_growth = allocations(2);
+  EXPECT_EQ(allocations(3), without_growth + 1);
+  EXPECT_EQ(allocations(4), without_growth + 1);
+  EXPECT_EQ(allocations(5), without_growth + 2);
+}
+
 TEST_F(LoadingUnderFaults, AFileThatCannotBeOpenedOrMeasuredIsRefused) {
   const long descriptors = cu_test::OpenDescriptors();
   for (Call call : {Call::kFopen, Call::kFseek, Call::kFtell}) {

@@ -292,6 +292,22 @@ TEST_F(ParseJson, SurvivesADirectory) {
   EXPECT_EQ(loaded_.tokens.size(), 0u);
 }
 
+// A file that has a length and cannot be read is no empty document.
+TEST_F(ParseJson, RefusesAFileWhoseReadFails) {
+  const char *const path = "/sys/class/net/lo/speed";  // the loopback device has none
+  const int file = open(path, O_RDONLY);
+  char byte;
+  if (file < 0 || lseek(file, 0, SEEK_END) <= 0 || pread(file, &byte, 1, 0) >= 0) {
+    if (file >= 0) close(file);
+    GTEST_SKIP() << "there is no such file here";
+  }
+  close(file);
+  const long descriptors = cu_test::OpenDescriptors();
+  EXPECT_EQ(parseJson(path, "l", Take, &loaded_), 0);
+  EXPECT_EQ(loaded_.calls, 0);
+  EXPECT_EQ(cu_test::OpenDescriptors(), descriptors);
+}
+
 TEST_F(ParseJson, SurvivesFilesWhoseLengthCannotBeTold) {
   const std::string fifo = dir_.file("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);

@@ -57,6 +57,15 @@ TEST(DeserializeRfStringArray, StoresAnEmptyElementForAWrongTypeUnderStrictTypes
   free_rfStringArray(&array);
 }
 
+TEST(DeserializeRfStringArray, EmptiesAnElementOfAWrongTypeUnderStrictTypesThatWasThereBefore) {
+  char old_text[] = "old";
+  rfStringElement list[1] = {{3, old_text}};
+  rfStringArray array = {1, list};
+  EXPECT_EQ(ReadArray(R"({"k":[7]})", &array, deserialize_rfStringArray, 1), 0);
+  EXPECT_EQ(array.count, 1u);
+  ExpectElement(array.list[0], 0, nullptr);
+}
+
 TEST(DeserializeRfIntArray, TakesEachInteger) {
   rfIntArray array = {};
   EXPECT_EQ(ReadArray(R"({"k":[1,-9223372036854775808,"7",null]})", &array, deserialize_rfIntArray),

@@ -477,7 +477,7 @@ TEST_F(DumptoStdErrTrace, DoesNotCutADump) {
   const std::vector<uint8_t> data(5000, 0xC3);
   // Headers and dumps that end at, before and behind every border of a buffer.
   for (size_t label = 0; label < 10; ++label) {
-    for (const int32_t size : {390, 391, 392, 393, 394, 395, 396, 397, 398, 399, 400, 401, 5000}) {
+    for (const int32_t size : {390, 395, 396, 397, 398, 399, 400, 401, 402, 403, 404, 405, 5000}) {
       DbgLog_DumptoStdErrTrace(DBGLOG_ERROR, data.data(), size, std::string(label, 'l').c_str(), 1);
       std::string expected = Tag(DBGLOG_ERROR) + "] [" + std::string(label, 'l') + " : 1]\n";
       for (int32_t i = 0; i < size; ++i) expected += "0xc3 ";
