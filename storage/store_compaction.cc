@@ -108,7 +108,7 @@ uint16_t WriteRecordsToKeep(AmbrelStorageEngine &engine, FILE *stream, uint64_t 
 
 /// Fills the scratch copy from the primary, which is open.
 void WriteCopy(AmbrelStorageEngine &engine, FILE *stream, uint64_t now, uint64_t threshold) {
-  MeasurePrimary(engine);
+  engine.fileSize = MeasureSize(engine.file);
   FileHeader header = {};
   if (SeekTo(engine.file, 0) &&
       fread(&header, 1, kFileHeaderSize, engine.file) == kFileHeaderSize) {

@@ -1,9 +1,12 @@
 #include "include/AmbrelDataStorage.h"
 
 #include <pthread.h>
+#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+#include <type_traits>
 
 #include "internal/log_pair.hpp"
 #include "storage/store_checksum.hpp"
@@ -20,6 +23,15 @@ constexpr uint32_t kLockTimeoutMs = 1000;
 constexpr uint64_t kRetentionSeconds = 7 * 24 * 60 * 60;
 constexpr uint32_t kLimit = 100;
 
+// The record as daemons on 32-bit hosts were built with it.
+static_assert(std::is_standard_layout_v<AmbrelStorageEngine>);
+static_assert(offsetof(AmbrelStorageEngine, header) == 0);
+static_assert(sizeof(void *) != 4 || (offsetof(AmbrelStorageEngine, lockTimeoutMs) == 40 &&
+                                      offsetof(AmbrelStorageEngine, retention) == 64 &&
+                                      offsetof(AmbrelStorageEngine, fileName) == 76 &&
+                                      offsetof(AmbrelStorageEngine, entries) == 848 &&
+                                      sizeof(AmbrelStorageEngine) == 856));
+
 /// Copies a name into its field, which cuts it.
 template <size_t N>
 void StoreName(char (&field)[N], const char *name) {
@@ -29,8 +41,7 @@ void StoreName(char (&field)[N], const char *name) {
 /// Takes what a start needs from the file, which is open, and tells whether its checksum is right.
 bool ChecksOut(AmbrelStorageEngine &engine) {
   engine.position = StreamOffset(engine.file);
-  MeasurePrimary(engine);
-  SeekTo(engine.file, engine.position);
+  engine.fileSize = MeasureSize(engine.file);
   engine.loadedCount = static_cast<uint16_t>(engine.header.recordCount);
   engine.nextRecordId = static_cast<uint16_t>(engine.header.recordCount);
   uint32_t crc = 0;
@@ -42,6 +53,7 @@ bool OpenExisting(AmbrelStorageEngine &engine) {
   if (!OpenPrimary(engine, Mode::kRead)) return false;
   if (ReadFileHeader(engine)) {
     if (engine.header.format != kFormat) {
+      // Not reached as long as the reader refuses other formats itself.
       CU_LOG(DBGLOG_INFO, "Record Format has changed\n");
     } else if (ChecksOut(engine)) {
       return true;
@@ -66,7 +78,7 @@ bool CreateFresh(AmbrelStorageEngine &engine) {
   WriteFileHeader(engine);
   if (!HasStream(engine)) return true;
   engine.position = StreamOffset(engine.file);
-  MeasurePrimary(engine);
+  engine.fileSize = MeasureSize(engine.file);
   SeekTo(engine.file, kFileHeaderSize);
   return true;
 }

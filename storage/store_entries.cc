@@ -14,6 +14,8 @@
 namespace cu::store {
 namespace {
 
+constexpr size_t kSlotSize = sizeof(AmbrelStorageEntry *);
+
 /// The product wraps in 32 bits and counts as signed: stamps are in this odd unit.
 int64_t WallStamp() {
   timeval now = {};
@@ -31,7 +33,9 @@ uint32_t MonotonicSeconds() {
 }  // namespace
 
 AmbrelStorageEntry *NewEntry() {
-  return static_cast<AmbrelStorageEntry *>(calloc(1, sizeof(AmbrelStorageEntry)));
+  auto *const entry = static_cast<AmbrelStorageEntry *>(malloc(sizeof(AmbrelStorageEntry)));
+  if (entry != nullptr) *entry = {};
+  return entry;
 }
 
 void DeleteEntry(AmbrelStorageEntry *entry) {
@@ -39,13 +43,12 @@ void DeleteEntry(AmbrelStorageEntry *entry) {
   free(entry);
 }
 
-bool MakeRoom(AmbrelStorageEngine &engine, size_t slot_size) {
-  const size_t held = engine.entryCount;
-  void *const grown = ReallocRounded(engine.entries, slot_size * (held + 1));
-  if (grown == nullptr) return false;
+bool ResizeArray(AmbrelStorageEngine &engine, size_t bytes) {
+  void *const array = ReallocRounded(engine.entries, bytes);
+  if (array == nullptr) return false;
   // Slots of an array that was freed come back empty.
-  if (engine.entries == nullptr) memset(grown, 0, sizeof(AmbrelStorageEntry *) * held);
-  engine.entries = static_cast<AmbrelStorageEntry **>(grown);
+  if (engine.entries == nullptr) memset(array, 0, kSlotSize * engine.entryCount);
+  engine.entries = static_cast<AmbrelStorageEntry **>(array);
   return true;
 }
 
@@ -68,8 +71,10 @@ uint32_t AddAndCreateAmbrelStorageEntryInArray(AmbrelStorageEngine *engine,
   if (engine == nullptr || entry == nullptr) return 0;
   const StoreLock lock(*engine, held, StoreLock::kNoLimit);
   if (!lock || IsFull(*engine)) return 0;
-  if (!MakeRoom(*engine, sizeof(AmbrelStorageEntry *))) {
-    FreeEntries(*engine);
+  if (!ResizeArray(*engine, kSlotSize * (size_t{engine->entryCount} + 1))) {
+    // The caller's `held`, so without it this waits for the lock that is held here and frees
+    // nothing; daemons rely on their entries being there still.
+    FreeAllAmbrelStorageEntries(engine, held);
     return 0;
   }
   const int64_t wall_stamp = WallStamp();

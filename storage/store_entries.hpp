@@ -24,11 +24,11 @@ inline bool IsFull(const AmbrelStorageEngine &engine) {
   return engine.entryCount == UINT16_MAX;
 }
 
-/// Makes room for one slot more, of `slot_size` bytes a slot; the count stays. False without
-/// memory, with the array as it was.
-bool MakeRoom(AmbrelStorageEngine &engine, size_t slot_size);
+/// Gives the array a size, at least that of its slots. False without memory, with the array as it
+/// was.
+bool ResizeArray(AmbrelStorageEngine &engine, size_t bytes);
 
-/// Fills the slot that MakeRoom() made.
+/// Fills the next slot, for which there is room.
 void AddEntry(AmbrelStorageEngine &engine, AmbrelStorageEntry *entry);
 
 /// Frees all entries and the array; the count stays.

@@ -3,11 +3,13 @@
 #include <stdint.h>
 #include <stdio.h>
 
+#include <algorithm>
+
 #include "storage/store_backup.hpp"
+#include "storage/store_block_writer.hpp"
 #include "storage/store_checksum.hpp"
 #include "storage/store_entries.hpp"
 #include "storage/store_lock.hpp"
-#include "storage/store_records.hpp"
 #include "storage/store_stream.hpp"
 
 namespace {
@@ -19,20 +21,35 @@ bool WriteHeaderAtStart(AmbrelStorageEngine &engine) {
          fwrite(&engine.header, 1, kFileHeaderSize, engine.file) == kFileHeaderSize;
 }
 
-/// Writes the header and all valid entries into a new primary.
-bool WriteAll(AmbrelStorageEngine &engine) {
+bool IsWritten(const AmbrelStorageEntry *entry) {
+  return entry != nullptr && entry->valid != 0;
+}
+
+uint32_t CountWritten(const AmbrelStorageEngine &engine) {
+  const auto slots = Slots(engine);
+  return static_cast<uint32_t>(std::count_if(slots.begin(), slots.end(), IsWritten));
+}
+
+/// Writes the header and all valid entries into a new primary, in large blocks, and takes the
+/// checksum that the file will have with `count` in its header.
+bool WriteAll(AmbrelStorageEngine &engine, uint32_t count, PassingChecksum &checksum) {
   if (!OpenPrimary(engine, Mode::kCreate)) return false;
-  WriteHeaderAtStart(engine);
-  SeekTo(engine.file, kFileHeaderSize);
-  uint32_t written = 0;
+  BlockWriter out(engine.file);
+  if (!out.Write(&engine.header, kFileHeaderSize)) return false;
+  FileHeader header = engine.header;
+  header.recordCount = count;
+  out.StartChecksum(checksum.Start(header));
   for (const AmbrelStorageEntry *const entry : Slots(engine)) {
-    if (entry == nullptr || entry->valid == 0) continue;
-    if (!WriteRecord(engine, *entry)) return false;
-    ++written;
+    if (!IsWritten(entry)) continue;
+    if (entry->length != 0 && entry->payload == nullptr) return false;
+    if (!out.Write(entry, kRecordHeaderSize) || !out.Write(entry->payload, entry->length)) {
+      return false;
+    }
+    checksum.Add(entry->format, entry->length);
   }
-  engine.header.crc = 0;
-  engine.header.recordCount = written;
-  WriteHeaderAtStart(engine);
+  if (!out.Flush()) return false;
+  if (count != 0) engine.position = StreamOffset(engine.file);
+  checksum.Finish(out.Checksum());
   return true;
 }
 
@@ -58,9 +75,14 @@ uint32_t saveAllAmbrelStorageEntries(AmbrelStorageEngine *engine, uint32_t held)
     if (OpenPrimary(*engine, Mode::kRead)) SeekTo(engine->file, engine->position);
     return 0;
   }
-  if (!WriteAll(*engine)) {
+  const uint32_t count = CountWritten(*engine);
+  PassingChecksum checksum;
+  if (!WriteAll(*engine, count, checksum)) {
     Undo(*engine, primary.text, backup.text);
     return 0;
   }
-  return RefreshChecksum(*engine);
+  engine->header.crc = 0;
+  engine->header.recordCount = count;
+  WriteHeaderAtStart(*engine);
+  return RefreshChecksum(*engine, checksum);
 }

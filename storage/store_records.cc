@@ -4,11 +4,12 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 
 #include "storage/store_lock.hpp"
 #include "storage/store_records.hpp"
+#include "storage/store_scan.hpp"
 #include "storage/store_stream.hpp"
+#include "text/crc32_engine.hpp"
 
 namespace cu::store {
 namespace {
@@ -25,9 +26,11 @@ bool WritePayload(FILE *stream, const AmbrelStorageEntry &entry) {
   return entry.length == 0 || fwrite(entry.payload, 1, entry.length, stream) == entry.length;
 }
 
-void MarkSuperseded(FILE *stream, int32_t offset, RecordHeader header) {
-  header.valid = 0;
-  if (SeekTo(stream, offset)) WriteHeader(stream, &header);
+/// Whether the file holds `length` more bytes from the stream's offset on. Asked before a payload
+/// is allocated: the length comes from the file and may be any number.
+bool HoldsMore(FILE *stream, uint32_t length) {
+  const int32_t offset = StreamOffset(stream);
+  return offset >= 0 && int64_t{MeasureSize(stream)} - offset >= length;
 }
 
 /// `unwritten` is the result when not even the header could be written.
@@ -41,14 +44,47 @@ bool Append(AmbrelStorageEngine &engine, const AmbrelStorageEntry &entry, bool u
   return begun ? written : unwritten;
 }
 
-}  // namespace
-
-bool HoldsMore(FILE *stream, uint32_t length) {
-  struct stat file;
-  const int64_t offset = ftell(stream);
-  return offset >= 0 && fstat(fileno(stream), &file) == 0 &&
-         int64_t{file.st_size} - offset >= int64_t{length};
+/// Finds the first record with an id: its header and offset. Without one, `offset` is where the
+/// last whole record ends and `checksum`, if wanted, that of the file up to there.
+bool FindRecord(FILE *stream, uint32_t id, RecordHeader &header, int64_t &offset,
+                PassingChecksum *checksum) {
+  RecordScan scan(stream);
+  FileHeader file_header;
+  if (!scan.TakeFileHeader(file_header)) return false;
+  if (checksum != nullptr) scan.StartChecksum(checksum->Start(file_header));
+  while (scan.TakeRecordHeader(header)) {
+    if (header.id == id) {
+      offset = scan.offset() - kRecordHeaderSize;
+      if (checksum != nullptr) checksum->Spoil();
+      return true;
+    }
+    if (checksum != nullptr) checksum->Add(header.format, header.length);
+    if (!scan.SkipPayload(header.length)) {
+      if (checksum != nullptr) checksum->Spoil();
+      return false;
+    }
+  }
+  offset = scan.offset();
+  if (checksum != nullptr) checksum->Finish(scan.Checksum());
+  return false;
 }
+
+/// Continues a checksum with an entry that was appended. `grown` is how far the file now ends
+/// behind the last whole record: more than the entry, and there was something else between them.
+void AddAppended(PassingChecksum &checksum, const AmbrelStorageEntry &entry, int64_t grown) {
+  if (grown != int64_t{kRecordHeaderSize} + entry.length) return checksum.Spoil();
+  checksum.Add(entry.format, entry.length);
+  const uint32_t crc = Crc32Continue(checksum.header().crc, &entry, kRecordHeaderSize);
+  checksum.Finish(Crc32Continue(crc, entry.payload, entry.length));
+}
+
+bool MoveTo(AmbrelStorageEngine &engine, int64_t offset) {
+  if (!SeekTo(engine.file, offset)) return false;
+  engine.position = static_cast<int32_t>(offset);
+  return true;
+}
+
+}  // namespace
 
 bool ReadRecordHeader(AmbrelStorageEngine &engine, void *header) {
   if (!HasStream(engine)) return false;
@@ -88,32 +124,29 @@ bool NextRecord(AmbrelStorageEngine &engine, AmbrelStorageEntry &entry, uint8_t 
 bool LocateRecord(AmbrelStorageEngine &engine, uint32_t id) {
   if (!HasStream(engine)) return false;
   RecordHeader header;
-  // In 64 bits, so that no length makes the walk turn back.
-  for (int64_t offset = kFileHeaderSize;
-       SeekTo(engine.file, offset) && ReadHeader(engine.file, &header);
-       offset += kRecordHeaderSize + int64_t{header.length}) {
-    if (header.id != id) continue;
-    if (!SeekTo(engine.file, offset)) return false;
-    engine.position = static_cast<int32_t>(offset);
-    return true;
-  }
-  return false;
+  int64_t offset = 0;
+  return FindRecord(engine.file, id, header, offset, nullptr) && MoveTo(engine, offset);
 }
 
-bool WriteRecord(AmbrelStorageEngine &engine, const AmbrelStorageEntry &entry) {
+bool WriteRecord(AmbrelStorageEngine &engine, const AmbrelStorageEntry &entry,
+                 PassingChecksum *checksum) {
   if (!HasStream(engine) || (entry.length != 0 && entry.payload == nullptr)) return false;
-  if (!LocateRecord(engine, entry.id)) return Append(engine, entry, false);
-
-  const int32_t offset = engine.position;
   RecordHeader stored;
-  if (!ReadHeader(engine.file, &stored) || !SeekTo(engine.file, offset)) return false;
-  if (stored.id == entry.id && stored.length == entry.length) {
+  int64_t offset = 0;
+  if (!FindRecord(engine.file, entry.id, stored, offset, checksum)) {
+    if (!Append(engine, entry, false)) return false;
+    if (checksum != nullptr) AddAppended(*checksum, entry, engine.position - offset);
+    return true;
+  }
+  if (!MoveTo(engine, offset)) return false;
+  if (stored.length == entry.length) {
     // From the record's first byte on, over its header. Daemons rely on the file as it is.
     WritePayload(engine.file, entry);
     engine.position = StreamOffset(engine.file);
     return true;
   }
-  MarkSuperseded(engine.file, offset, stored);
+  stored.valid = 0;
+  WriteHeader(engine.file, &stored);
   return Append(engine, entry, true);
 }
 

@@ -3,19 +3,14 @@
 #define COMMONUTILITIES_STORAGE_STORE_RECORDS_HPP
 
 #include <stdint.h>
-#include <stdio.h>
 
 #include "include/AmbrelDataStorage.h"
-#include "storage/store_format.hpp"
+#include "storage/store_checksum.hpp"
 
 namespace cu::store {
 
 /// The header at the stream's offset, 32 bytes. `position` follows the stream, and is 0 on failure.
 bool ReadRecordHeader(AmbrelStorageEngine &engine, void *header);
-
-/// Whether the file holds `length` more bytes from the stream's offset on. Asked before a payload
-/// is read or allocated: the length comes from the file and may be any number.
-bool HoldsMore(FILE *stream, uint32_t length);
 
 /// The record at the stream's offset, with a new payload.
 bool ReadRecord(AmbrelStorageEngine &engine, AmbrelStorageEntry &entry);
@@ -26,8 +21,11 @@ bool NextRecord(AmbrelStorageEngine &engine, AmbrelStorageEntry &entry, uint8_t 
 /// Seeks to the first record with an id.
 bool LocateRecord(AmbrelStorageEngine &engine, uint32_t id);
 
-/// Stores an entry: over the header of a copy with the same length, else at the end.
-bool WriteRecord(AmbrelStorageEngine &engine, const AmbrelStorageEntry &entry);
+/// Stores an entry: over the header of a copy with the same length, else at the end. `checksum`,
+/// when asked for, is sound if the file's could be had on the way: the search for a copy reads all
+/// of it.
+bool WriteRecord(AmbrelStorageEngine &engine, const AmbrelStorageEntry &entry,
+                 PassingChecksum *checksum = nullptr);
 
 }  // namespace cu::store
 

@@ -24,6 +24,7 @@ uint32_t saveAmbrelStorageDeviceUpdateEntry(AmbrelStorageEngine *engine, AmbrelS
     CU_LOG(DBGLOG_DEBUG, "Unable to open db file %s", strerror(errno));
     return 0;
   }
-  if (!WriteRecord(*engine, *entry)) return 0;
-  return refreshCrc != 0 ? RefreshChecksum(*engine) : Resync(*engine);
+  if (refreshCrc == 0) return WriteRecord(*engine, *entry) && Resync(*engine);
+  PassingChecksum checksum;
+  return WriteRecord(*engine, *entry, &checksum) && RefreshChecksum(*engine, checksum);
 }

@@ -2,6 +2,7 @@
 
 #include <stdint.h>
 #include <stdio.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -30,11 +31,9 @@ bool SeekTo(FILE *stream, int64_t offset) {
 }
 
 int32_t MeasureSize(FILE *stream) {
-  return fseek(stream, 0, SEEK_END) == 0 ? StreamOffset(stream) : -1;
-}
-
-void MeasurePrimary(AmbrelStorageEngine &engine) {
-  engine.fileSize = std::max(MeasureSize(engine.file), 0);
+  struct stat file;
+  if (fstat(fileno(stream), &file) != 0) return 0;
+  return static_cast<int32_t>(std::min<int64_t>(file.st_size, INT32_MAX));
 }
 
 bool OpenPrimary(AmbrelStorageEngine &engine, Mode mode) {
@@ -60,11 +59,16 @@ bool OpenForUpdate(AmbrelStorageEngine &engine) {
 bool Resync(AmbrelStorageEngine &engine) {
   if (!HasStream(engine)) return false;
   const int32_t offset = StreamOffset(engine.file);
-  MeasurePrimary(engine);
+  // What an update in place has added may not be written yet.
+  engine.fileSize = std::max(MeasureSize(engine.file), offset);
   // An offset that cannot be had counts as the end of the file, where every walk stops.
   engine.position = offset < 0 ? engine.fileSize : offset;
   ClosePrimary(engine);
-  return OpenPrimary(engine, Mode::kRead) && SeekTo(engine.file, engine.position);
+  if (!OpenPrimary(engine, Mode::kRead)) return false;
+  if (SeekTo(engine.file, engine.position)) return true;
+  // Whoever reads on must not read from the start again, for ever.
+  ClosePrimary(engine);
+  return false;
 }
 
 bool ReadFileHeader(AmbrelStorageEngine &engine) {

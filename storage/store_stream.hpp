@@ -29,11 +29,8 @@ int32_t StreamOffset(FILE *stream);
 /// Seeks to an offset from the start; false beyond the 2 GiB that a store's offsets reach.
 bool SeekTo(FILE *stream, int64_t offset);
 
-/// Seeks to the end and returns its offset; -1 when it cannot be had.
+/// Size of the file, without what its stream has not written yet; 0 when it cannot be had.
 int32_t MeasureSize(FILE *stream);
-
-/// Sets `fileSize`, to 0 when it cannot be had, and leaves the stream at the end.
-void MeasurePrimary(AmbrelStorageEngine &engine);
 
 /// Opens the primary, which is not open. On failure the store has no stream, and every operation
 /// that needs one fails.

@@ -50,6 +50,12 @@ TEST_F(OrderOfFileCallsTest, StartWithoutFileAndFolders) {
                                          "fopen wb events", "write", "fclose", "fopen rb events"));
 }
 
+TEST_F(OrderOfFileCallsTest, Load) {
+  FileCalls calls;
+  loadAllAmbrelStorageEntries(store_);
+  EXPECT_THAT(calls.order(), ElementsAre("fclose", "fopen rb events"));
+}
+
 TEST_F(OrderOfFileCallsTest, SaveWithoutRefresh) {
   AmbrelStorageEntry *const entry = Create("fourth");
   FileCalls calls;
@@ -125,6 +131,7 @@ TEST_F(OrderOfFileCallsTest, FullSaveWritesTheChecksumLast) {
 }
 
 TEST_F(OrderOfFileCallsTest, FullSaveThatIsUndone) {
+  SetPayload(store_->entries[0], std::string(100000, 'x'));  // more than is kept back for one write
   FreeAmbrelStorageEntry(store_->entries[1]);
   FileCalls calls;
   EXPECT_EQ(0U, FullSave());

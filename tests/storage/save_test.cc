@@ -238,6 +238,30 @@ TEST_F(SaveAmbrelStorageDeviceUpdateEntryTest, ReleasesTheLockOnEveryPath) {
   ambrelStorageUnLock(store_, 0);
 }
 
+/// The example of docs/format-record-store.md.
+TEST_F(SaveAmbrelStorageDeviceUpdateEntryTest, TheDocumentedExampleIsAFileAsItIsWritten) {
+  const std::string example(
+      "\x04\0\0\0\x10\0\x20\0\x01\0\0\0\x34\x9c\xca\x64"
+      "\x04\0\0\0\0\0\0\0\x01\0\0\0\x0c\0\0\0"
+      "\x90\xc0\xfc\x4d\0\0\0\0\x67\x12\0\0\0\0\0\0"
+      "fan 3 failed",
+      60);
+  Place(example);
+  Restart();
+  EXPECT_EQ(example, File());
+  AmbrelStorageEntry *const entry = Found(0);
+  ASSERT_NE(nullptr, entry);
+  EXPECT_EQ("fan 3 failed", PayloadOf(entry));
+  EXPECT_EQ(1308410000, entry->wallStamp);
+  EXPECT_EQ(4711U, entry->monotonicSeconds);
+  EXPECT_EQ(1U, FullSave());
+  EXPECT_EQ(example, File());
+
+  SetPayload(entry, "fan 7 failed");
+  EXPECT_EQ(1U, Save(entry, false));
+  EXPECT_EQ(example.substr(0, 16) + "fan 7 failed" + example.substr(28), File());
+}
+
 TEST_F(SaveAmbrelStorageDeviceUpdateEntryTest, RefusesNoEngineAndNoEntry) {
   AmbrelStorageEntry entry = {};
   EXPECT_EQ(0U, saveAmbrelStorageDeviceUpdateEntry(nullptr, &entry, 0, 1));

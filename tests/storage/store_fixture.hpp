@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -15,6 +16,10 @@
 #include "support/files.hpp"
 
 namespace cu_test {
+
+/// Scratch folders in memory, where there is such a file system: many thousand files are written.
+inline const bool kScratchInMemory =
+    access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 0) == 0;
 
 /// Gives an entry a payload of its own, or none when there is no memory; what it had is freed.
 inline void SetPayload(AmbrelStorageEntry *entry, const std::string &payload) {
