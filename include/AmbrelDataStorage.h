@@ -8,8 +8,8 @@
  *
  * @code
  * AmbrelStorageEngine *store = NULL;
- * if (!InitializeAmbrelStorageEngine(&store, "events", "/var/lib/board", "/var/lib/board/backup"))
- * { DeInitializeAmbrelStorageEngine(store);   // it exists even when its file could not be created
+ * if (!InitializeAmbrelStorageEngine(&store, "events", "/data/board", "/data/board/backup")) {
+ *   DeInitializeAmbrelStorageEngine(store);   // it exists even when its file could not be created
  *   return -1;
  * }
  * loadAllAmbrelStorageEntries(store);         // returns 0 at a normal end: look at entryCount
@@ -44,8 +44,8 @@
  *   Change a stored record by letting its length differ, or change it in memory and call
  *   saveAllAmbrelStorageEntries().
  * - Loading sets the next record id to the id of the last record, so the first record created
- *   afterwards repeats that id, and saving it may do just the above. Add 1 to `nextRecordId` after
- * a load that found records, as in the example.
+ *   afterwards repeats that id, and saving it may do just the above. Add 1 to `nextRecordId`
+ *   after a load that found records, as in the example.
  * - A file that fails its check at start is replaced by an empty one. The backup is not read, and
  *   the first full save, a minute later, moves the empty file over it. Restore the backup before
  *   the daemon starts.
@@ -59,7 +59,7 @@
  * - An entry that is no longer valid is dropped from the file by the next full save, but stays in
  *   memory until the entries are freed. Ids are 16 bits wide and start over at 65,536.
  * - Names keep their first 255 characters, and the file name should leave room for ".bkc" within
- * the 255 characters that a file system allows.
+ *   the 255 characters that a file system allows.
  *
  * **Limits.** 65,535 entries, files below 2 GiB. Finding a record is a linear scan, in memory as in
  * the file.
@@ -213,9 +213,11 @@ CU_API void AmbrelStorageEngineContollerMaintenance(AmbrelStorageEngine *engine)
  *
  * @param entry receives the entry, which the store owns; left alone on failure.
  * @param held  0: waits for the lock without limit.
- * @return 1. 0 when the array cannot grow: then all entries have been freed, as by
- *         FreeAllAmbrelStorageEntries(). 0 also when there is no memory for the entry itself or
- * when there are 65,535 entries; then nothing has changed.
+ * @return 1; 0 when there is no memory, or when there are 65,535 entries.
+ *
+ * @note When the array cannot grow, a caller that holds the lock finds all entries freed, as by
+ *       FreeAllAmbrelStorageEntries(). With @p held 0 the function waits for its own lock in vain,
+ *       `lockTimeoutMs` long, and frees nothing. In the other failures nothing has changed.
  */
 CU_API uint32_t AddAndCreateAmbrelStorageEntryInArray(AmbrelStorageEngine *engine,
                                                       AmbrelStorageEntry **entry, uint32_t held);
@@ -260,7 +262,7 @@ CU_API uint32_t saveAllAmbrelStorageEntries(AmbrelStorageEngine *engine, uint32_
 
 /**
  * @brief Compaction: writes a copy of the file without old and superseded records, then tries to
- * put it in the file's place.
+ *        put it in the file's place.
  *
  * On an ordinary file system the last step fails: the file is to be renamed to a name beneath
  * itself. The temporary file "/var/ambrelstoragetmp-XXXXXX" is removed again. Call it if you rely
@@ -307,7 +309,7 @@ CU_API uint32_t AmbrelStorageDefaultCompareFunction(AmbrelStorageEntry *entry,
  * @brief Takes the store's lock unless it is held already.
  *
  * @return @p held itself when it is not 0; else 1, or 0 when `lockTimeoutMs` passed. The deadline
- * is on the wall clock.
+ *         is on the wall clock.
  */
 CU_API uint32_t ambrelStorageLock(AmbrelStorageEngine *engine, uint32_t held);
 
@@ -320,7 +322,7 @@ CU_API void ambrelStorageUnLock(AmbrelStorageEngine *engine, uint32_t held);
  * @brief Reads the file's header into `engine->header`.
  *
  * @return 1 only if all 16 bytes could be read and the format is 4; what could be read is in
- * `header` either way.
+ *         `header` either way.
  */
 CU_API uint32_t getAmbrelFileHeader(AmbrelStorageEngine *engine, uint32_t held);
 
@@ -331,15 +333,14 @@ CU_API uint32_t getAmbrelFileHeader(AmbrelStorageEngine *engine, uint32_t held);
  * Sets `position` and `fileSize`.
  *
  * @return 1; 0 when there is no stream or it could not be reopened. The store then has no stream,
- * and every later operation fails.
+ *         and every later operation fails.
  */
 CU_API uint32_t updateAmbrelFileHandlerInfo(AmbrelStorageEngine *engine, uint32_t held);
 
 /**
- * @brief Writes `engine->header` to the file and reopens the file for reading; `position` is 0
- * then.
+ * @brief Writes `engine->header` to the file and reopens the file for reading.
  *
- * Opens the file for update first if it is not.
+ * Opens the file for update first if it is not. `position` is 0 afterwards.
  *
  * @return 1; 0 when there is no stream, or it could not be opened or written.
  */
@@ -357,7 +358,7 @@ CU_API uint32_t updateAmbrelStorageCRC(AmbrelStorageEngine *engine, uint32_t hel
  *
  * @param buffer receives 32 bytes.
  * @return 1, with `position` behind the header; 0, with `position` 0, when it could not be read
- * whole.
+ *         whole.
  */
 CU_API uint32_t readAmbrelRecordHeader(AmbrelStorageEngine *engine, uint32_t held, void *buffer);
 
@@ -367,8 +368,8 @@ CU_API uint32_t readAmbrelRecordHeader(AmbrelStorageEngine *engine, uint32_t hel
  * @param entry receives the header, and a new payload of malloc memory; a payload that it had is
  *              forgotten. Release it with FreeAmbrelStorageEntry(), on failure too.
  * @return 1, with `position` behind the record. 0 when the header could not be read whole (the
- * stream is rewound and `position` 0), when the record says that it is longer than the rest of the
- *         file, when there is no memory, or when the payload could not be read whole.
+ *         stream is rewound and `position` 0), when the record says that it is longer than the rest
+ *         of the file, when there is no memory, or when the payload could not be read whole.
  */
 CU_API uint32_t readAmbrelRecord(AmbrelStorageEngine *engine, uint32_t held,
                                  AmbrelStorageEntry *entry);
@@ -397,11 +398,11 @@ CU_API uint32_t getAmbrelFileLocationForRecord(AmbrelStorageEngine *engine, uint
  * - The first record with its id has another length: that record is marked superseded and the entry
  *   appended.
  * - The first record with its id has the same length: the payload is written to that record's
- * offset, over its header. The file is no longer sound until a full save.
+ *   offset, over its header. The file is no longer sound until a full save.
  *
- * @return 1 when the payload was written, and always in the third case. 0 when it was not; and when
- *         the record header could not be written, whether a record with the id had been found. Also
- * 0 when the entry has a length but no payload: then nothing was written.
+ * @return 1 when the payload was written, and always in the third case; 0 when it was not. When not
+ *         even the record's header could be written: 1 if a record with its id was there, else 0.
+ *         0 also when the entry has a length but no payload; then nothing was written.
  */
 CU_API uint32_t writeAmbrelRecord(AmbrelStorageEngine *engine, uint32_t held,
                                   AmbrelStorageEntry *entry);
@@ -426,7 +427,7 @@ CU_API uint32_t calcAmbrelFileCRC(AmbrelStorageEngine *engine, uint32_t held, ui
  * @brief Continues a CRC-32 (IEEE 802.3, as zlib's crc32()) with @p length bytes.
  *
  * @param crc in: 0 to begin, or the value so far; out: the value with these bytes. "123456789"
- * gives 0xCBF43926.
+ *            gives 0xCBF43926.
  */
 CU_API void ambrelstoragecrc32(const void *data, uint32_t length, uint32_t *crc);
 
