@@ -41,7 +41,11 @@ bool WriteAll(AmbrelStorageEngine &engine, uint32_t count, PassingChecksum &chec
   out.StartChecksum(checksum.Start(header));
   for (const AmbrelStorageEntry *const entry : Slots(engine)) {
     if (!IsWritten(entry)) continue;
-    if (entry->length != 0 && entry->payload == nullptr) return false;
+    if (entry->length != 0 && entry->payload == nullptr) {
+      // What comes before it is written: it stays if the former file cannot be moved back.
+      out.Flush();
+      return false;
+    }
     if (!out.Write(entry, kRecordHeaderSize) || !out.Write(entry->payload, entry->length)) {
       return false;
     }

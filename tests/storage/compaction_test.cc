@@ -92,6 +92,20 @@ TEST_F(CompressAmbrelStorageEntriesTest, StoresThePrimarysChecksumInTheCopy) {
   EXPECT_EQ(FileCrc(ThreeRecordFile()), NativeAt<uint32_t>(Compacted(), 12));
 }
 
+TEST_F(CompressAmbrelStorageEntriesTest, CarriesTheFileHeaderOverButForCountAndRecordHeaderSize) {
+  std::string file = SealedFile(77, ThreeRecords());
+  file.replace(1, 3, "abc").replace(4, 2, Native(uint16_t{7})).replace(6, 2, Native(uint16_t{99}));
+  file = Sealed(file);
+  Place(file);
+  Restart();
+  ASSERT_EQ(file, File());
+  EXPECT_EQ(std::string("\x04"
+                        "abc\x07\0\x20\0\x03\0\0\0",
+                        12) +
+                Native(FileCrc(file)),
+            Compacted().substr(0, kFileHeader));
+}
+
 TEST_F(CompressAmbrelStorageEntriesTest, LeavesSupersededRecordsOut) {
   std::vector<Record> records = ThreeRecords();
   records[1].valid = 0;

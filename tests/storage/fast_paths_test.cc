@@ -3,6 +3,8 @@
 #include "include/AmbrelDataStorage.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <filesystem>
 #include <functional>
@@ -238,6 +240,107 @@ void CompareUnderFaults(const std::function<uint32_t(Twin &)> &fast_form,
       ASSERT_EQ(plain.engine->open, fast.engine->open);
       ASSERT_EQ(plain.engine->writable, fast.engine->writable);
       ASSERT_EQ(plain.engine->file == nullptr, fast.engine->file == nullptr);
+    }
+  }
+}
+
+/// While it lives, no file grows beyond a size: writes come up short there, to the byte.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(size_t size) : action_(signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    rlimit limit = before_;
+    limit.rlim_cur = size;
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    signal(SIGXFSZ, action_);
+  }
+  FileSizeLimit(const FileSizeLimit &) = delete;
+  FileSizeLimit &operator=(const FileSizeLimit &) = delete;
+
+ private:
+  void (*action_)(int);
+  rlimit before_ = {};
+};
+
+/// Does one thing with each of two equal stores while writes come up short, at one byte after the
+/// other, and the `failing_rename`-th rename fails.
+void CompareUnderLimits(const std::vector<Record> &records, size_t step, long failing_rename,
+                        const std::function<uint32_t(Twin &)> &fast_form,
+                        const std::function<uint32_t(Twin &)> &plain_form) {
+  const std::string file = SealedFile(static_cast<uint32_t>(records.size()), records);
+  for (size_t limit = 0; limit < file.size() + 100; limit += step) {
+    SCOPED_TRACE("limit " + std::to_string(limit));
+    Twin fast(file), plain(file);
+    for (Twin *const twin : {&fast, &plain}) {
+      loadAllAmbrelStorageEntries(twin->engine);
+      ++twin->engine->nextRecordId;
+    }
+    const auto limited = [&](Twin &twin, const std::function<uint32_t(Twin &)> &form) {
+      const Fault fault(Call::kRename, failing_rename, EIO);
+      const FileSizeLimit limit_of_writes(limit);
+      return form(twin);
+    };
+    const uint32_t fast_result = limited(fast, fast_form);
+    ASSERT_EQ(limited(plain, plain_form), fast_result);
+    ASSERT_TRUE(plain.file() == fast.file()) << plain.file().size() << " " << fast.file().size();
+    ASSERT_TRUE(plain.backup() == fast.backup());
+    ASSERT_EQ(plain.engine->open, fast.engine->open);
+    ASSERT_EQ(plain.engine->writable, fast.engine->writable);
+    ASSERT_EQ(plain.engine->file == nullptr, fast.engine->file == nullptr);
+    ASSERT_EQ(plain.engine->position, fast.engine->position);
+    ASSERT_EQ(plain.engine->fileSize, fast.engine->fileSize);
+    ASSERT_EQ(0, memcmp(&plain.engine->header, &fast.engine->header, kFileHeader));
+  }
+}
+
+/// The same with a few small records, to the byte, and with some larger than a stream's buffer.
+void CompareUnderLimits(long failing_rename, const std::function<uint32_t(Twin &)> &fast_form,
+                        const std::function<uint32_t(Twin &)> &plain_form) {
+  std::vector<Record> records;
+  for (uint32_t i = 0; i < 3; ++i) records.push_back({.id = i, .payload = std::string(5 + i, 's')});
+  CompareUnderLimits(records, 1, failing_rename, fast_form, plain_form);
+  for (uint32_t i = 0; i < 3; ++i) records[i].payload.assign(40000 + i, 'l');
+  CompareUnderLimits(records, 991, failing_rename, fast_form, plain_form);
+}
+
+TEST(FastPathsUnderFaults, AFullSaveThatComesUpShortLeavesWhatThePlainOneLeaves) {
+  // With the former file moved back, and without: then what was written so far stays.
+  for (const long failing_rename : {0, 2}) {
+    CompareUnderLimits(
+        failing_rename, [](Twin &twin) { return saveAllAmbrelStorageEntries(twin.engine, 0); },
+        [](Twin &twin) { return plain::FullSave(twin.engine); });
+  }
+}
+
+TEST(FastPathsUnderFaults, AFullSaveWithAnEntryThatCannotBeWrittenLeavesWhatThePlainOneLeaves) {
+  const auto spoil = [](Twin &twin) {
+    FreeAmbrelStorageEntry(twin.engine->entries[2]);
+    return twin.engine;
+  };
+  for (const long failing_rename : {0, 2}) {
+    CompareUnderLimits(
+        failing_rename, [&](Twin &twin) { return saveAllAmbrelStorageEntries(spoil(twin), 0); },
+        [&](Twin &twin) { return plain::FullSave(spoil(twin)); });
+  }
+}
+
+TEST(FastPathsUnderFaults, ASaveThatComesUpShortLeavesWhatThePlainOneLeaves) {
+  for (const bool refresh : {false, true}) {
+    for (const bool supersedes : {false, true}) {
+      const auto entry = [&](Twin &twin) {
+        if (!supersedes) return twin.Create("a new payload");
+        SetPayload(twin.engine->entries[1], "a payload of another length");
+        return twin.engine->entries[1];
+      };
+      CompareUnderLimits(
+          0,
+          [&](Twin &twin) {
+            return saveAmbrelStorageDeviceUpdateEntry(twin.engine, entry(twin), 0, refresh);
+          },
+          [&](Twin &twin) { return plain::Save(twin.engine, entry(twin), refresh); });
     }
   }
 }

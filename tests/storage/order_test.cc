@@ -131,7 +131,6 @@ TEST_F(OrderOfFileCallsTest, FullSaveWritesTheChecksumLast) {
 }
 
 TEST_F(OrderOfFileCallsTest, FullSaveThatIsUndone) {
-  SetPayload(store_->entries[0], std::string(100000, 'x'));  // more than is kept back for one write
   FreeAmbrelStorageEntry(store_->entries[1]);
   FileCalls calls;
   EXPECT_EQ(0U, FullSave());
