@@ -154,6 +154,15 @@ const Trace kTraces[] = {
      {"value - a at 11 record 0 counter 0 [2:0 5:0 8:0]",
       "value - a at 14 record 0 counter 0 [2:0 5:0 8:1]",
       "value - a at 20 record 0 counter 1 [2:0 5:1 17:0]"}},
+    // Back in "l" over two levels: the entry behind it is marked as left, and only the last
+    // dropped.
+    {R"({"T":[{"x":1,"l":[{"y":1,"m":[{"z":1,"n":[{"w":1}]}]},{"y":2},{"y":3},{"y":4}]}]})",
+     {"value T x at 5 record 0 counter 0 [2:0]", "value l y at 10 record 0 counter 0 [2:0 7:0]",
+      "value m z at 15 record 0 counter 0 [2:0 7:0 12:0]",
+      "value n w at 20 record 0 counter 0 [2:0 7:0 12:0 17:0]",
+      "value l y at 23 record 0 counter 1 [2:0 7:0 -1:1]",
+      "value l y at 26 record 0 counter 1 [2:0 7:1]",
+      "value l y at 29 record 0 counter 1 [2:0 7:2]"}},
     {R"({"Top":[{"a":1},[5,{"b":2}]]})",
      {"value Top a at 5 record 0 counter 0 [2:0]", "next 1",
       "value - b at 10 record 1 counter 0 [2:0]"}},
@@ -235,6 +244,23 @@ TEST(GenericParser, GivesOneAndCallsNothingForANullLabelOrRecord) {
   EXPECT_EQ(RunWith("label", &record), 0);
   EXPECT_EQ(RunWith(nullptr, &record), 1);
   EXPECT_EQ(RunWith("label", nullptr), 1);
+}
+
+TEST(GenericParser, RefusesNullArgumentsAndKeepsTheRecordWithoutACallbackForTheNext) {
+  Document document(R"({"Top":[{"a":1},{"a":2}]})");
+  const char *const json = document.text.c_str();
+  jsmntok_t *const tokens = document.tokens.data();
+  const auto count = static_cast<int32_t>(document.count());
+  const GenericValueCallback value = [](const char *, jsmntok_t *, CounterObject *, uint8_t,
+                                        const char *, const char *, int32_t *, uint32_t,
+                                        void *record) { return ++*static_cast<int *>(record); };
+  int calls = 0;
+  EXPECT_EQ(GenericParser(nullptr, tokens, "label", count, &calls, nullptr, value), 1);
+  EXPECT_EQ(GenericParser(json, nullptr, "label", count, &calls, nullptr, value), 1);
+  EXPECT_EQ(GenericParser(json, tokens, "label", count, &calls, nullptr, nullptr), 1);
+  EXPECT_EQ(calls, 0);
+  EXPECT_EQ(GenericParser(json, tokens, "label", count, &calls, nullptr, value), 0);
+  EXPECT_EQ(calls, 2);
 }
 
 /// The tokens whose size a walk has lowered, by one each.

@@ -271,6 +271,36 @@ TEST(SerializeRFCharArray, WritesAsManyBytesAsTheElementHas) {
   ExpectText(box, "\"L\":[\"cc\",\"cc\",\"cc\"]}");
 }
 
+TEST(SerializeRFCharArray, WritesAnEmptyTextForNoBytes) {
+  ThreeTexts three;
+  three.elements[0].length = 0;
+  Box box;
+  EXPECT_EQ(serializeRFCharArray(&three.array, "L", &box, 1), 1);
+  ExpectText(box, "\"L\":[\"\",\"\",\"\"]}");
+}
+
+TEST(SerializeRFCharArray, ALengthBeyond32BitsIsAFailedGrowth) {
+  ThreeTexts three;
+  three.array.count = UINT32_MAX;  // the first element alone is read
+  for (const bool closes : {true, false}) {
+    Box box;
+    ASSERT_EQ(jsonAppendString(&box, "ab", 2), 1);
+    EXPECT_EQ(closes ? serializeRFCharArray(&three.array, "L", &box, 1)
+                     : serialize_rfStringArray(&three, "L", &three.array, 0, &box),
+              1);
+    EXPECT_EQ(box->data, nullptr);
+    EXPECT_EQ(box->capacity, 0U);
+  }
+}
+
+TEST(SerializeRFCharArray, TakesAnArrayWithoutListAsEmpty) {
+  const rfStringArray array = {3, nullptr};
+  Box box;
+  EXPECT_EQ(serializeRFCharArray(&array, "L", &box, 1), 0);
+  EXPECT_EQ(serialize_rfStringArray(&array, "L", &array, 0, &box), 0);
+  EXPECT_EQ(box.text(), "(null)");
+}
+
 TEST(SerializeRfStringArray, RepeatsTheFirstElement) {
   ThreeTexts three;
   Box box;
@@ -419,6 +449,29 @@ TEST(CloneRfCharArray, AppendsEveryText) {
   free_rfStringArray(&copy);
   EXPECT_EQ(CloneRfCharArray(nullptr, &copy), 0);
   EXPECT_EQ(CloneRfCharArray(&three.array, nullptr), 0);
+}
+
+TEST(CloneRfCharArray, PassesOverMissingTexts) {
+  ThreeTexts three;
+  three.elements[1] = {0, nullptr};
+  rfCharArray copy = {};
+  EXPECT_EQ(CloneRfCharArray(&three.array, &copy), 1);
+  ASSERT_EQ(copy.count, 2U);
+  EXPECT_STREQ(copy.list[1].text, "ccc");
+  free_rfStringArray(&copy);
+  const rfCharArray none = {3, nullptr};
+  rfCharArray empty = {};
+  EXPECT_EQ(CloneRfCharArray(&none, &empty), 1);
+  EXPECT_EQ(empty.count, 0U);
+}
+
+TEST(CloneRfCharArray, AppendsAnArrayToItself) {
+  rfCharArray array = {};
+  for (const char *const text : {"a", "b", "c"}) AddStringToRfCharArray(text, &array);
+  EXPECT_EQ(CloneRfCharArray(&array, &array), 1);
+  ASSERT_EQ(array.count, 6U);
+  for (uint32_t i = 0; i < 3; ++i) EXPECT_STREQ(array.list[i + 3].text, array.list[i].text);
+  free_rfStringArray(&array);
 }
 
 }  // namespace
