@@ -195,7 +195,7 @@ int map_set_(Map *map, const void *key, const void *value, uint32_t valueSize) {
   const cu::HashedKey hashed = cu::ReadKey(*map, key);
   if (map->nnodes != 0) {
     if (MapNode *const node = cu::FindByHash(*map, hashed.hash)) {
-      memcpy(node->value, value, valueSize);
+      memmove(node->value, value, valueSize);  // the new value may be a part of the old one
       return 0;
     }
   }

@@ -132,6 +132,18 @@ TEST(MapSet, OverwritesOnlyTheBytesGiven) {
   EXPECT_EQ(memcmp(map_get_(&map, "a"), "ab345678", 8), 0);
 }
 
+TEST(MapSet, TakesANewValueFromWithinTheOldOne) {
+  OwnedMap map(MAP_KEY_STRING);
+  std::string text(64, '.');
+  for (size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('0' + i);
+  map_set_(&map, "a", text.data(), 64);
+  const char *const stored = static_cast<char *>(map_get_(&map, "a"));
+  EXPECT_EQ(map_set_(&map, "a", stored, 64), 0);
+  EXPECT_EQ(std::string(stored, 64), text);
+  EXPECT_EQ(map_set_(&map, "a", stored + 1, 63), 0);
+  EXPECT_EQ(std::string(stored, 64), text.substr(1) + text.back());
+}
+
 #if defined(__SANITIZE_ADDRESS__)
 TEST(MapSetDeathTest, WritesALargerValueOverTheEndOfItsMemory) {
   Map map = NewMap(MAP_KEY_STRING);
