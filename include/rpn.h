@@ -17,9 +17,10 @@
  * | + - * / ^      | arithmetic in single precision; dividing by 0 fails |
  * | & \|           | bitwise, of the values as unsigned 64-bit integers |
  * | ! (on a alone) | 1 when a as an unsigned 64-bit integer is 0, else 0 |
- * | << >>          | shifts of unsigned 64-bit integers; by the low 8 bits of b, 64 and more give 0
- * | | >= <= == !=    | 1 or 0; but see below | | max min        | the larger, the smaller | | ? and
- * :        | "condition ? first : second", in doRPN() alone |
+ * | << >>          | shifts of unsigned 64-bit integers, by the low 8 bits of b; 64 on give 0 |
+ * | >= <= == !=    | 1 or 0; but see below |
+ * | max min        | the larger, the smaller |
+ * | ? and :        | "condition ? first : second", in doRPN() alone |
  *
  * Values become integers by dropping their fraction; those out of range become the nearest limit,
  * and not-a-number becomes 0.
@@ -36,8 +37,8 @@
  * - "!=" is "!", which looks at one value alone.
  * - Negative numbers cannot be written ("-5" is a subtraction); write "0 5 -" or pass a parameter.
  * - A result is exact in 24 bits only. Whatever is no number counts as 0.
- * - Blanks count: the end of "5 3 +  " (two blanks) is one more, empty token, which is the number
- * 0.
+ * - Blanks count: the end of "5 3 +  " (two blanks) is one more, empty token, which is the
+ *   number 0.
  * - "? :" with nothing between them skips the second branch as well.
  * - Numbers follow the process locale: after setlocale() a decimal comma is read.
  */
@@ -188,7 +189,8 @@ CU_API int doRPN(const char *expression, char **parameters, uint32_t parameterCo
  *
  * @param result receives the value on top of the stack at the end.
  * @return 1; 0 with @p result left alone for a null argument or callback, and for the failures of
- *         doRPN(). Unless keepTokens is set, the tokens are released either way.
+ *         doRPN(). Unless keepTokens is set, the tokens are released either way; only a null
+ *         argument or callback leaves the whole context alone.
  */
 CU_API int doRPNExtended(RpnExtendedContext *context, double *result);
 

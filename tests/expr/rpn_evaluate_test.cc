@@ -68,9 +68,11 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     Conditionals, DoRpnTest,
     testing::Values(Row{"0 ? 1 : 2", 2}, Row{"1 ? 1 : 2", 1}, Row{"0.5 ? 1 : 2", 1},
-                    Row{"0x10 ? 1 : 2", 1}, Row{"5 3 >= ? 1 : 0", 1}, Row{"3 5 >= ? 1 : 0", 0},
-                    Row{"0 ? 1 : 0 ? 2 : 3", 3}, Row{"0 ? 1 : 1 ? 2 : 3", 2},
-                    Row{"1 ? 10 2 + : 3", 12}, Row{"0 ? 1 : 2 3 +", 5},
+                    Row{"0x10 ? 1 : 2", 1}, Row{"nan ? 1 : 2", 1},
+                    Row{"1e-300 ? 1 : 2", 1},  // the condition is not rounded to single precision
+                    Row{"1e-300 0 + ? 1 : 2", 2}, Row{"5 3 >= ? 1 : 0", 1},
+                    Row{"3 5 >= ? 1 : 0", 0}, Row{"0 ? 1 : 0 ? 2 : 3", 3},
+                    Row{"0 ? 1 : 1 ? 2 : 3", 2}, Row{"1 ? 10 2 + : 3", 12}, Row{"0 ? 1 : 2 3 +", 5},
                     Row{"7 0 ? 1 : 3 +", 10},  // what lies below the condition stays
                     Row{"7 1 ? 3 + : 1", 10}, Row{"1 ? 4", 4},  // without a second branch
                     Row{"1 ? 4 : / / / junk", 4},               // the second branch is not read

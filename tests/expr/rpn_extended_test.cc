@@ -144,6 +144,18 @@ TEST_F(ExtendedTest, FailsWithoutACallback) {
   EXPECT_TRUE(calls_.empty());
 }
 
+TEST_F(ExtendedTest, LeavesTheTokensAloneWithoutACallback) {
+  char five[] = "5";
+  char *tokens[] = {five};
+  RpnExtendedContext context = context_;
+  context.tokens = {1, tokens};
+  context.getParameter = nullptr;
+  double result = kUntouched;
+  EXPECT_EQ(doRPNExtended(&context, &result), 0);
+  EXPECT_EQ(context.tokens.count, 1);
+  EXPECT_EQ(context.tokens.tokens, tokens);
+}
+
 TEST_F(ExtendedTest, FailsForNullArguments) {
   double result = kUntouched;
   EXPECT_EQ(doRPNExtended(nullptr, &result), 0);
@@ -172,6 +184,11 @@ TEST_F(ExtendedTest, ReadsTheExpressionAgainAfterTheCallerReleasedKeptTokens) {
   EXPECT_EQ(Eval("1 2 +"), 3);
   FreeTokens(&context_.tokens);  // leaves the count as it was
   EXPECT_EQ(Eval("4 5 *"), 20);
+}
+
+TEST_F(ExtendedTest, ReadsTheExpressionWhenTheListIsEmptyButHasAnArray) {
+  context_.tokens = {0, static_cast<char **>(malloc(sizeof(char *)))};
+  EXPECT_EQ(Eval("4 5 *"), 20);  // and the leak checker sees the array released
 }
 
 TEST_F(ExtendedTest, KeepsTheTokensAndIgnoresTheExpressionFromThenOn) {
@@ -220,6 +237,18 @@ TEST_F(ExtendedTest, EvaluatesTheMostTokensThatAListHolds) {
   std::string expression = "1";
   for (int i = 0; i < 127; ++i) expression += " 1 +";
   EXPECT_EQ(Eval(expression.c_str()), 128);
+}
+
+TEST_F(ExtendedTest, RefusesMoreTokensThanAListHolds) {
+  std::string expression = "1 !";
+  for (int i = 0; i < 127; ++i) expression += " 1 +";
+  for (const uint8_t keep : {0, 1}) {
+    context_.keepTokens = keep;
+    EXPECT_EQ(Eval(expression.c_str()), kUntouched);
+    EXPECT_EQ(context_.tokens.tokens, nullptr);
+    EXPECT_TRUE(calls_.empty());
+  }
+  EXPECT_EQ(Eval("4 5 *"), 20);
 }
 
 TEST_F(ExtendedTest, TakesTokensOfAnyLength) {
