@@ -268,6 +268,23 @@ TEST_F(InitDebugLogger, ForgetsTheOpenLogWhenASecondCallFindsNoSettings) {
   fclose(stream);
 }
 
+TEST_F(InitDebugLogger, KeepsTheConsoleSwitchWhenASecondCallFindsNoSettings) {
+  StartWithConsole();
+  FILE *const stream = gDBGLogCtrl->logFile;
+  std::filesystem::remove(SettingsPath());
+
+  EXPECT_EQ(1, Init(kNoLimit, DBGLOG_ERROR));
+  EXPECT_EQ(1, gDBGLogCtrl->consoleEnabled);
+  console_.Take();
+  DbgLog_DumptoStdError(DBGLOG_ERROR, "nothing");  // logging is off as a whole
+  EXPECT_EQ("", console_.Take());
+
+  DbgLog_ChangeLogSettings(1u << DBGLOG_ERROR);
+  DbgLog_DumptoStdError(DBGLOG_ERROR, "shown");
+  EXPECT_EQ(Tag(DBGLOG_ERROR) + "]shown\n", console_.Take());
+  fclose(stream);
+}
+
 TEST_F(InitDebugLogger, RefusesNullAndLongPathsAtASecondCallToo) {
   Start();
   const std::string long_path = PathOfLength(dir_.path(), 256);
