@@ -48,7 +48,11 @@
  * within it ends there; `raise(SIGABRT)` shows its caller.
  *
  * **Thread safety.** The table has no lock. Register and remove from one thread, best before the
- * signals are expected; a signal that arrives meanwhile sees an entry either whole or not at all.
+ * signals are expected. A signal that arrives meanwhile sees a new entry either whole or not at
+ * all. The same holds for a removal when the signal arrives on the removing thread. A handler that
+ * is running on another thread may see a removal in part: it may call the callback with a null
+ * argument, with that of the next callback in the same slot, or after RemoveSignalCallback() has
+ * returned. Where callbacks come and go, block the signals in all other threads.
  */
 #ifndef COMMONUTILITIES_AMBRELSIGNALHNDLR_H
 #define COMMONUTILITIES_AMBRELSIGNALHNDLR_H

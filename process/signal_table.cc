@@ -16,7 +16,9 @@ struct SignalCallbackEntry {
 SignalCallbackEntry g_callbacks[AMBREL_SIGNAL_CALLBACKS];
 
 // A handler may run between any two instructions of a registration. The id is therefore published
-// after the other fields are complete, and withdrawn before they go.
+// after the other fields are complete, and withdrawn before they go: a handler on the registering
+// thread sees an entry whole or not at all. One that is running on another thread may have read the
+// id already and then sees a removal in part.
 uint32_t LoadId(const SignalCallbackEntry &entry) {
   return __atomic_load_n(&entry.id, __ATOMIC_ACQUIRE);
 }
@@ -43,7 +45,9 @@ void DispatchSignal(int signal) {
     printf("Sig# found: %d\n", signal);
     if ((entry.signalMask >> signal & 1U) == 0) continue;
     printf("Sig# found: %d\n", signal);
-    if (entry.callback != nullptr) entry.callback(entry.argument);
+    // Read once, since a removal on another thread may set it to null behind the test.
+    const auto callback = __atomic_load_n(&entry.callback, __ATOMIC_RELAXED);
+    if (callback != nullptr) callback(entry.argument);
     return;
   }
 }
