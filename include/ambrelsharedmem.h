@@ -29,8 +29,11 @@
  *   `MAP_FAILED`. A size of 0 is such a case. Reading and writing then give 0.
  * - Creating takes over an object that exists already, whoever made it, with its content; only its
  *   size is set anew. So with the lock: one left locked stays locked.
+ * - Never create a segment anew with a smaller size while others have it open: their next read or
+ *   write beyond the new end may be a SIGBUS, which ends the process. They check the memory's size
+ *   only until they have once found it whole.
  * - A process that dies between lock and unlock leaves the segment locked. Pass a number of
- * attempts to aeLockSharedMemory(), and take 0 for an answer.
+ *   attempts to aeLockSharedMemory(), and take 0 for an answer.
  * - Creating a segment that is not writable always fails, and leaves both names behind.
  * - The name buffer is 16 bytes. Names must be constants of the program, never input:
  *   aeClearSharedMemoryObjects() removes the file "/tmp" + "/" + name, and a name such as
@@ -71,7 +74,7 @@ typedef struct SharedMemorySegment {
  * @param create   not 0: create the memory, be its owner and set its size.
  * @param writable not 0: open it for reading and writing; needed to create.
  * @param size     bytes to map; when opening, what the owner created. Where the memory turns out to
- *                 be shorter, reads and writes beyond its end give 0.
+ *                 be shorter, reads and writes beyond its end give 0, unless it was whole before.
  * @param out      receives the segment, which the caller frees after aeDeInitializeSharedMemory();
  *                 null on failure.
  * @return 1, also when the mapping failed: test `base`. 0 when the lock or the memory cannot be
