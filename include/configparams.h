@@ -16,7 +16,8 @@
  * @endcode
  *
  * **Results.** 1 for success and 0 for failure, also for null arguments; on failure nothing is
- * stored.
+ * stored, except that setAEIntegerParameterValue() and setAEFloatParameterValue() leave a null
+ * value where memory runs out.
  *
  * **Thread safety.** Records have no lock: any number of threads may read one at a time when no
  * thread changes it.
@@ -28,7 +29,7 @@
  * - Every boolean text that does not begin with "false" is true: "no" and "0" are, too.
  * - A setter loses the old value's memory: keep the old pointer and free it after a success.
  * - A value that a setter writes is cut as by the formatters of valueformat.h: integers and
- * unsigned integers keep 9 characters.
+ *   unsigned integers keep 9 characters.
  */
 #ifndef COMMONUTILITIES_CONFIGPARAMS_H
 #define COMMONUTILITIES_CONFIGPARAMS_H

@@ -31,11 +31,15 @@
  * twice, so clear the record first if it lives on. A key that a document repeats loses the earlier
  * value's memory.
  *
- * **What surprises users.** Primitives in arrays come with a null key. The members of an object
- * under an unknown key reach the enclosing record's deserializer as if they were its own, and an
- * array of odd length under an unknown key shifts the properties that follow it: documents from
- * strangers can set any field of the enclosing record this way, and the library's own readers let
- * them. A deserializer of yours prevents it as shown above. Strings keep their escapes.
+ * **What surprises users.**
+ * - Primitives in arrays come with a null key. So does an array that begins with an array, as an
+ *   element of itself: a deserializer that walks into a value with a null key meets it again and
+ *   again until the stack ends.
+ * - The members of an object under an unknown key reach the enclosing record's deserializer as if
+ *   they were its own, and an array of odd length under an unknown key shifts the properties that
+ *   follow it: documents from strangers can set any field of the enclosing record this way, and the
+ *   library's own readers let them. A deserializer of yours prevents it as shown above.
+ * - Strings keep their escapes.
  *
  * **Thread safety.** Reentrant; the walk's state lives in its context.
  */
@@ -67,8 +71,9 @@ typedef struct JsonWalkContext {
  * @param start   offset of the value in the text.
  * @param end     offset one past the value.
  * @param key     the property's name, valid during the call; the text itself for texts in arrays,
- *                null for primitives in arrays and when there was no memory for a name of 48 bytes
- *                and more.
+ *                null for primitives in arrays, for an array that begins with an array, and when
+ *                there was no memory for a name of 48 bytes and more. Never call processObject()
+ *                for a value with a null key: it may be the array that is being walked.
  * @param index   the value's position in the enclosing array, 0 outside arrays; positions can be
  *                left out, because empty elements are not told.
  * @param record  the destination.

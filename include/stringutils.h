@@ -161,8 +161,9 @@ CU_API CU_MUST_USE char *ambrelCloneString(const char *source, uint32_t length);
  * together. At the start of a token one delimiter is skipped; the byte behind it is then tested
  * only against those members of @p delimiters that follow the skipped one, so with a single
  * delimiter it is always taken into the token: "a,,b" split at "," is "a", "b", but "a,,,b" is "a",
- * ",b" and "a,,,,b" is "a", ",", "b". A trailing delimiter adds no token. A text that is one
- * delimiter alone is one empty token.
+ * ",b" and "a,,,,b" is "a", ",", "b". A trailing delimiter adds no token. Where the text ends
+ * behind skipped delimiters, the token is empty: "," split at ",", and ",;" split at ",;", are one
+ * empty token, and "a,," split at "," is "a" and an empty one.
  *
  * @param string     what to split, or null to go on.
  * @param delimiters every single byte separates; an empty set separates nothing.
