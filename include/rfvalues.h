@@ -71,9 +71,10 @@ typedef struct JsonWalkContext {
  * @param start   offset of the value in the text.
  * @param end     offset one past the value.
  * @param key     the property's name, valid during the call; the text itself for texts in arrays,
- *                null for primitives in arrays, for an array that begins with an array, and when
- *                there was no memory for a name of 48 bytes and more. Never call processObject()
- *                for a value with a null key: it may be the array that is being walked.
+ *                null for primitives in arrays, for the walked array itself where it begins with an
+ *                array, and when there was no memory for a name of 48 bytes and more. Never call
+ *                processObject() for a value with a null key: it may be the array that is being
+ *                walked. An array of arrays that follows a text in an array has that text as key.
  * @param index   the value's position in the enclosing array, 0 outside arrays; positions can be
  *                left out, because empty elements are not told.
  * @param record  the destination.
