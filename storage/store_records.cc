@@ -59,9 +59,12 @@ bool FindRecord(FILE *stream, uint32_t id, RecordHeader &header, int64_t &offset
       return true;
     }
     if (checksum != nullptr) checksum->Add(header.format, header.length);
+    const int64_t next = scan.offset() + header.length;
     if (!scan.SkipPayload(header.length)) {
+      // A payload that cannot be read has no checksum but hides no record behind it.
       if (checksum != nullptr) checksum->Spoil();
-      return false;
+      checksum = nullptr;
+      if (!scan.JumpTo(next)) return false;
     }
   }
   offset = scan.offset();

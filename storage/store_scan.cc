@@ -20,7 +20,7 @@ bool RecordScan::SkipPayload(uint32_t length) {
   while (length > Buffered()) {
     length -= static_cast<uint32_t>(Buffered());
     at_ = end_;
-    if (unsummed_ == nullptr && length >= block_.size()) return SeekOver(length);
+    if (unsummed_ == nullptr && length >= block_.size()) return JumpTo(end_offset_ + length);
     if (!Refill()) return false;
   }
   at_ += length;
@@ -39,6 +39,14 @@ bool RecordScan::CopyPayload(uint32_t length, uint8_t *to) {
   }
   memcpy(to, at_, length);
   at_ += length;
+  return true;
+}
+
+bool RecordScan::JumpTo(int64_t offset) {
+  if (offset > size_ || !SeekTo(stream_, offset)) return false;
+  end_offset_ = offset;
+  at_ = end_ = block_.data();
+  unsummed_ = nullptr;
   return true;
 }
 
@@ -75,14 +83,6 @@ bool RecordScan::Refill() {
   end_offset_ += static_cast<int64_t>(size);
   if (unsummed_ != nullptr) unsummed_ = at_;
   return size != 0;
-}
-
-/// Goes on behind a payload that is larger than a block.
-bool RecordScan::SeekOver(uint32_t length) {
-  if (!SeekTo(stream_, end_offset_ + length)) return false;
-  end_offset_ += length;
-  at_ = end_ = block_.data();
-  return true;
 }
 
 }  // namespace cu::store

@@ -32,9 +32,14 @@ class RecordScan {
   bool TakeFileHeader(FileHeader &header) { return Take(&header, sizeof header); }
   bool TakeRecordHeader(RecordHeader &header) { return Take(&header, sizeof header); }
 
-  /// The payload behind a record header, passed over or copied. False when the file ends in it.
+  /// The payload behind a record header, passed over or copied. False when the file ends in it or
+  /// it cannot be read.
   bool SkipPayload(uint32_t length);
   bool CopyPayload(uint32_t length, uint8_t *to);
+
+  /// Goes on at an offset without reading what is before it, which ends the checksum. False behind
+  /// the end of the file.
+  bool JumpTo(int64_t offset);
 
   /// From here on, continues `crc` over everything that is passed.
   void StartChecksum(uint32_t crc);
@@ -45,7 +50,6 @@ class RecordScan {
   int64_t Buffered() const { return end_ - at_; }
   bool Take(void *header, size_t size);
   bool Refill();
-  bool SeekOver(uint32_t length);
 
   FILE *stream_;
   Block block_;

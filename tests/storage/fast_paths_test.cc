@@ -398,6 +398,28 @@ TEST(FastPathsUnderFaults, AReadThatFailsDuringASearchDoesNotSpoilTheChecksum) {
   }
 }
 
+TEST(FastPathsUnderFaults, ASearchGoesOnBehindAPayloadThatCannotBeRead) {
+  std::vector<Record> records;
+  for (uint32_t i = 0; i < 3; ++i) records.push_back({.id = i, .payload = std::string(60000, 'p')});
+  const std::string file = SealedFile(3, records);
+  for (const bool refresh : {false, true}) {
+    Twin twin(file);
+    loadAllAmbrelStorageEntries(twin.engine);
+    AmbrelStorageEntry *const entry = twin.engine->entries[2];
+    SetPayload(entry, "of another length");
+    {
+      Fault fault(Call::kFread, 2, EIO);  // the block within the second record's payload
+      EXPECT_EQ(1U, saveAmbrelStorageDeviceUpdateEntry(twin.engine, entry, 0, refresh));
+      EXPECT_TRUE(fault.fired());
+    }
+    std::vector<Record> saved = records;
+    saved[2].valid = 0;
+    saved.push_back(RecordOf(*entry));
+    const std::string expected = HeaderBytes(3, NativeAt<uint32_t>(file, 12)) + RecordsBytes(saved);
+    EXPECT_TRUE((refresh ? Sealed(expected) : expected) == twin.file());
+  }
+}
+
 TEST(FastPathsUnderFaults, WithoutMemoryForABlockEverythingWorksThroughASmallOne) {
   std::vector<Record> records;
   for (uint32_t i = 0; i < 50; ++i)
