@@ -1,0 +1,1 @@
+// Nothing but the options that the precompiled headers of the tests are built with.
