@@ -215,9 +215,8 @@ CU_API void AmbrelStorageEngineContollerMaintenance(AmbrelStorageEngine *engine)
  * @param held  0: waits for the lock without limit.
  * @return 1; 0 when there is no memory, or when there are 65,535 entries.
  *
- * @note When the array cannot grow, a caller that holds the lock finds all entries freed, as by
- *       FreeAllAmbrelStorageEntries(). With @p held 0 the function waits for its own lock in vain,
- *       `lockTimeoutMs` long, and frees nothing. In the other failures nothing has changed.
+ * @note When the array cannot grow, all entries are freed, as by FreeAllAmbrelStorageEntries().
+ *       In the other failures nothing has changed.
  */
 CU_API uint32_t AddAndCreateAmbrelStorageEntryInArray(AmbrelStorageEngine *engine,
                                                       AmbrelStorageEntry **entry, uint32_t held);

@@ -72,9 +72,7 @@ uint32_t AddAndCreateAmbrelStorageEntryInArray(AmbrelStorageEngine *engine,
   const StoreLock lock(*engine, held, StoreLock::kNoLimit);
   if (!lock || IsFull(*engine)) return 0;
   if (!ResizeArray(*engine, kSlotSize * (size_t{engine->entryCount} + 1))) {
-    // The caller's `held`, so without it this waits for the lock that is held here and frees
-    // nothing; daemons rely on their entries being there still.
-    FreeAllAmbrelStorageEntries(engine, held);
+    FreeEntries(*engine);
     return 0;
   }
   const int64_t wall_stamp = WallStamp();
