@@ -233,6 +233,16 @@ TEST_F(GetLogSettingsFromFile, SwitchesLoggingOffWhenTheFileCannotBeOpened) {
   close(server);
 }
 
+TEST_F(GetLogSettingsFromFile, FollowsASymbolicLink) {
+  const std::string target = dir_.file("target");
+  WriteFile(target, "LOGLEVEL: 5\n");
+  std::filesystem::remove(SettingsPath());
+  std::filesystem::create_symlink(target, SettingsPath());
+  uint32_t mask = kUntouched;
+  EXPECT_EQ(1, DbgLog_GetLogSettingsFromFile(&mask));
+  EXPECT_EQ(5u, mask);
+}
+
 TEST_F(GetLogSettingsFromFile, ReadsNothingFromADirectory) {
   std::filesystem::remove(SettingsPath());
   std::filesystem::create_directory(SettingsPath());

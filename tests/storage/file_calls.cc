@@ -83,6 +83,15 @@ WATCH(size_t, fwrite, (const void *buffer, size_t size, size_t count, FILE *stre
 WATCH(int, remove, (const char *path), (path), "remove " + Name(path))
 WATCH(int, mkstemp, (char *path), (path), "mkstemp " + Name(path))
 WATCH(int, mkdir, (const char *path, mode_t mode), (path, mode), "mkdir " + Name(path))
+WATCH(int, fsync, (int fd), (fd), "fsync")
+WATCH(int, fdatasync, (int fd), (fd), "fsync")
+WATCH(int, syncfs, (int fd), (fd), "fsync")
+
+void __real_sync();
+void __wrap_sync() {
+  Note("fsync");
+  __real_sync();
+}
 
 int __real_rename(const char *from, const char *to);
 int __wrap_rename(const char *from, const char *to) {

@@ -161,6 +161,16 @@ TEST_F(OrderOfFileCallsTest, Compaction) {
                                "fopen rb events", "fclose", "fopen rb events"));
 }
 
+TEST_F(OrderOfFileCallsTest, NothingIsForcedToTheMedium) {
+  FileCalls calls;
+  EXPECT_EQ(1U, Save(Create("fourth")));
+  EXPECT_EQ(1U, Save(Create("fifth"), false));
+  EXPECT_EQ(1U, FullSave());
+  Compact();
+  Stop();
+  EXPECT_THAT(calls.all(), testing::Not(testing::Contains("fsync")));
+}
+
 TEST_F(OrderOfFileCallsTest, Stop) {
   FileCalls calls;
   Stop();

@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# check-hazards.sh DOCUMENT TABLE TESTS: every numbered entry of DOCUMENT has a test in TABLE, which
+# names no other number, and every test that it names is in a source below the folder TESTS.
+set -euo pipefail
+export LC_ALL=C
+document=$1 table=$2 tests=$3
+
+entries=$(grep -oE '^\| R[0-9]+ \|' "$document" | tr -d '| ' | sort -V)
+rows=$(grep -vE '^(#|[[:space:]]*$)' "$table")
+existing=$(find "$tests" -name '*.cc' -exec cat {} + | tr '\n' ' ' |
+  grep -oE '\bTEST(_F|_P)?\( *[A-Za-z0-9_]+, *[A-Za-z0-9_]+\)' |
+  sed -E 's/^[A-Z_]+\( *([A-Za-z0-9_]+), *([A-Za-z0-9_]+)\)/\1.\2/' | sort -u)
+
+status=0
+complain() { # TEXT LINES
+  [[ -z $2 ]] || {
+    printf '%s:\n%s\n' "$1" "$2"
+    status=1
+  }
+}
+complain "no number and test in the row" "$(grep -vE '^R[0-9]+ [A-Za-z0-9_]+\.[A-Za-z0-9_]+$' <<<"$rows")"
+complain "number twice in the document" "$(uniq -d <<<"$entries")"
+complain "row twice" "$(sort <<<"$rows" | uniq -d)"
+numbers=$(cut -d' ' -f1 <<<"$rows" | sort -u)
+complain "without a test" "$(comm -23 <(sort <<<"$entries") <(printf '%s\n' "$numbers"))"
+complain "not in the document" "$(comm -13 <(sort <<<"$entries") <(printf '%s\n' "$numbers"))"
+complain "no such test" "$(comm -23 <(cut -d' ' -f2 <<<"$rows" | sort -u) <(printf '%s\n' "$existing"))"
+((status)) || printf '%d hazards, pinned by %d tests\n' "$(wc -l <<<"$entries")" \
+  "$(cut -d' ' -f2 <<<"$rows" | sort -u | wc -l)"
+exit "$status"
