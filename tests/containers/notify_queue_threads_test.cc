@@ -17,7 +17,7 @@ namespace {
 
 constexpr uint32_t kProducers = 8;
 constexpr uint32_t kConsumers = 8;
-constexpr uint32_t kMostPerProducer = cu_test::Rounds(1'000'000) / kProducers;
+const uint32_t kMostPerProducer = cu_test::Rounds(1'000'000) / kProducers;
 constexpr int32_t kAMinute = 60'000;
 
 struct Payload {

@@ -24,7 +24,7 @@ using cu_test::Rounds;
 
 constexpr uint32_t kPublishers = 8;
 constexpr uint32_t kSubscribers = 8;
-constexpr uint32_t kPublished = Rounds(1'000'000) / kPublishers;  // by each of them
+const uint32_t kPublished = Rounds(1'000'000) / kPublishers;  // by each of them
 constexpr uint32_t kCapacity = 64;
 constexpr size_t kComers = 20;  // subscribers that come and go at most
 constexpr int32_t kWaitMs = 5;

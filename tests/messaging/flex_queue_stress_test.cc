@@ -18,7 +18,7 @@ using cu_test::TestFlexQueue;
 
 constexpr int kProducers = 8;
 constexpr int kReaders = 8;
-constexpr long kMessages = Rounds(1'000'000) / kProducers;  // of each producer
+const long kMessages = Rounds(1'000'000) / kProducers;  // of each producer
 constexpr int32_t kAMinute = 60'000;
 constexpr int32_t kWaitMs = 5;
 constexpr uint32_t kCapacity = 128;

@@ -18,7 +18,7 @@ namespace {
 
 constexpr long kWriters = 8;
 constexpr long kReaders = 8;
-constexpr long kPerWriter = cu_test::Rounds(1'000'000) / kWriters;
+const long kPerWriter = cu_test::Rounds(1'000'000) / kWriters;
 
 /// Takes a message's text apart; false when it is not one that a writer wrote.
 bool Parse(const MessageEntry &message, long *writer, long *number) {

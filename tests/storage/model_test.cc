@@ -176,7 +176,7 @@ class StoreModelTest : public StoreTest, public testing::WithParamInterface<unsi
 
 TEST_P(StoreModelTest, FileBackupAndEntriesAreTheModels) {
   StepStart();
-  const int steps = static_cast<int>(Rounds(4000)) + 500;
+  const int steps = static_cast<int>(Rounds(4000)) + 100;
   std::string history;
   for (int i = 0; i < steps; ++i) {
     const std::string step = Step();

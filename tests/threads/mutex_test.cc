@@ -190,7 +190,7 @@ TEST_F(ReadyMutex, TimedLockGetsAMutexThatIsReleasedInTime) {
 }
 
 TEST_F(ReadyMutex, GuardsACounterAgainstEightThreads) {
-  constexpr long kRounds = cu_test::Rounds(100'000);
+  const long kRounds = cu_test::Rounds(100'000);
   long counter = 0;
   std::thread threads[8];
   for (std::thread &thread : threads) {

@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint8_t kCondition = 0;
 constexpr uint8_t kPosix = 1;
-constexpr long kTurns = cu_test::Rounds(1'000'000);
+const long kTurns = cu_test::Rounds(1'000'000);
 
 /// The players wait for `turn` to come to them; the semaphores only say when to look.
 class PingPong {
