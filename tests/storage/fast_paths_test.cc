@@ -154,7 +154,7 @@ TEST_P(FastPathsTest, LoadingGivesWhatReadingRecordByRecordGives) {
 TEST_P(FastPathsTest, TwoStoresLiveTheSameLife) {
   Twin fast(HeaderBytes(0, 0)), plain(HeaderBytes(0, 0));
   ASSERT_EQ(plain::Load(plain.engine), loadAllAmbrelStorageEntries(fast.engine));
-  for (long i = 0; i < Rounds(3000) + 100; ++i) {
+  for (long i = 0; i < Rounds(1000) + 30; ++i) {
     const unsigned step = Pick(20);
     const std::string payload = RandomPayload();
     if (step == 0) {
