@@ -1,5 +1,6 @@
 #include "support/faults.hpp"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <semaphore.h>
@@ -15,6 +16,11 @@
 
 #include <atomic>
 
+extern "C" {
+FILE *__real_fopen(const char *path, const char *mode);
+int __real_fclose(FILE *stream);
+}
+
 namespace cu_test {
 namespace {
 
@@ -25,13 +31,41 @@ std::atomic<bool> g_fired{false};
 std::atomic<int> g_error{0};
 std::atomic<bool> g_from_then{false};
 
+/// What was injected since the program began: faults that struck, and the calls that they failed.
+/// At the end a line with both is appended to the file that CU_FAULTS_FILE names. A forked child
+/// that ends by _exit() is not counted.
+class Tally {
+ public:
+  ~Tally() {
+    const char *const path = getenv("CU_FAULTS_FILE");
+    if (path == nullptr) return;
+    FILE *const file = __real_fopen(path, "a");
+    if (file == nullptr) return;
+    fprintf(file, "%s memory %ld %ld other %ld %ld\n", program_invocation_short_name,
+            memory_.faults.load(), memory_.calls.load(), other_.faults.load(), other_.calls.load());
+    __real_fclose(file);
+  }
+
+  void AddCall(Call call) { ++Of(call).calls; }
+  void AddFault(Call call) { ++Of(call).faults; }
+
+ private:
+  struct Counts {
+    std::atomic<long> faults{0}, calls{0};
+  };
+  Counts &Of(Call call) { return call == Call::kMemory ? memory_ : other_; }
+
+  Counts memory_, other_;
+} g_tally;
+
 /// Counts a call and tells whether it is to fail, with errno set when it is.
 bool Fails(Call call) {
   if (g_call.load(std::memory_order_acquire) != static_cast<int>(call)) return false;
   const long n = g_calls.fetch_add(1) + 1;
   const long k = g_k;
   if (k == 0 || n < k || (n > k && !g_from_then)) return false;
-  g_fired = true;
+  if (!g_fired.exchange(true)) g_tally.AddFault(call);
+  g_tally.AddCall(call);
   if (g_error != 0) errno = g_error;
   return true;
 }

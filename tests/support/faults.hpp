@@ -7,7 +7,8 @@
 //     if (!fault.fired()) break;                            // the scenario made fewer than k calls
 //   }
 //
-// One Fault is active at a time, and it counts the calls of every thread.
+// One Fault is active at a time, and it counts the calls of every thread. With CU_FAULTS_FILE in
+// the environment, the program appends to that file how many faults struck.
 #ifndef COMMONUTILITIES_TESTS_SUPPORT_FAULTS_HPP
 #define COMMONUTILITIES_TESTS_SUPPORT_FAULTS_HPP
 
