@@ -69,96 +69,96 @@ CU_BEGIN_DECLS
 
 /** A sensor of a device. */
 typedef struct rfAEBoardTopologyAESensor {
-  uint16_t ClassID;
-  uint16_t InstanceID;
-  rfString Name;
-  rfString Type;
-  rfInteger Lun; /**< logical unit */
-  rfInteger Sensorid;
-  rfBoolean Cacheable;
-  rfBoolean DisableOnUpdate;
+  uint16_t ClassID;          /**< what kind of sensor it is */
+  uint16_t InstanceID;       /**< tells sensors of one kind apart */
+  rfString Name;             /**< its name */
+  rfString Type;             /**< what it measures, a free text */
+  rfInteger Lun;             /**< logical unit */
+  rfInteger Sensorid;        /**< its number */
+  rfBoolean Cacheable;       /**< its readings may be kept */
+  rfBoolean DisableOnUpdate; /**< it rests during a firmware update */
 } rfAEBoardTopologyAESensor;
 
 /** A list of sensors. */
 typedef struct rfAEBoardTopologyAESensorArray {
-  uint32_t count;
-  rfAEBoardTopologyAESensor *list;
+  uint32_t count;                  /**< number of elements */
+  rfAEBoardTopologyAESensor *list; /**< heap array; null when there is none */
 } rfAEBoardTopologyAESensorArray;
 
 /** A device on a segment. */
 typedef struct rfAEBoardTopologyAEDevice {
-  uint16_t ClassID;
-  uint16_t InstanceID;
-  rfString Name;
-  rfString Type;
-  uint8_t address; /**< from a hexadecimal text, its low 8 bits: "0x1ff" is 0xff */
-  uint8_t length;
-  uint32_t value;
+  uint16_t ClassID;    /**< what kind of device it is */
+  uint16_t InstanceID; /**< tells devices of one kind apart */
+  rfString Name;       /**< its name */
+  rfString Type;       /**< what it is, a free text */
+  uint8_t address;     /**< from a hexadecimal text, its low 8 bits: "0x1ff" is 0xff */
+  uint8_t length;      /**< bytes of a transfer */
+  uint32_t value;      /**< a value for it */
   rfAEBoardTopologyAESensorArray SensorList; /**< not freed by the device's release */
 } rfAEBoardTopologyAEDevice;
 
 /** A list of devices. */
 typedef struct rfAEBoardTopologyAEDeviceArray {
-  uint32_t count;
-  rfAEBoardTopologyAEDevice *list;
+  uint32_t count;                  /**< number of elements */
+  rfAEBoardTopologyAEDevice *list; /**< heap array; null when there is none */
 } rfAEBoardTopologyAEDeviceArray;
 
 /** A segment of a bus. */
 typedef struct rfAEBoardTopologyAEBUSSegment {
-  rfAEBoardTopologyAEDeviceArray AEDevice;
+  rfAEBoardTopologyAEDeviceArray AEDevice;   /**< the devices on the segment */
   rfAEBoardTopologyAEDevice AESegmentDevice; /**< not freed by the segment's release */
-  uint32_t aebusid;
-  rfString segmentpath;
-  rfString powerstate;
+  uint32_t aebusid;                          /**< id of the bus */
+  rfString segmentpath;                      /**< its channel of the multiplexer */
+  rfString powerstate;                       /**< when it has power, a free text */
 } rfAEBoardTopologyAEBUSSegment;
 
 /** A list of segments. */
 typedef struct rfAEBoardTopologyAEBUSSegmentArray {
-  uint32_t count;
-  rfAEBoardTopologyAEBUSSegment *list;
+  uint32_t count;                      /**< number of elements */
+  rfAEBoardTopologyAEBUSSegment *list; /**< heap array; null when there is none */
 } rfAEBoardTopologyAEBUSSegmentArray;
 
 /** A bus. */
 typedef struct rfAEBoardTopologyAEBus {
-  rfAEBoardTopologyAEBUSSegmentArray AEBUSSegment;
-  rfString Name;
-  rfString bus;
-  uint32_t id;
-  rfString protocol;
+  rfAEBoardTopologyAEBUSSegmentArray AEBUSSegment; /**< the segments of the bus */
+  rfString Name;                                   /**< its name */
+  rfString bus;                                    /**< its device file */
+  uint32_t id;                                     /**< its number */
+  rfString protocol;                               /**< what is spoken on it, a free text */
 } rfAEBoardTopologyAEBus;
 
 /** A list of buses. */
 typedef struct rfAEBoardTopologyAEBusArray {
-  uint32_t count;
-  rfAEBoardTopologyAEBus *list;
+  uint32_t count;               /**< number of elements */
+  rfAEBoardTopologyAEBus *list; /**< heap array; null when there is none */
 } rfAEBoardTopologyAEBusArray;
 
 /** A board. */
 typedef struct rfAEBoardTopology {
-  rfAEBoardTopologyAEBusArray AEBus;
-  rfString TopologyName;
-  rfString platformid;
-  rfStringArray devicefiles;
+  rfAEBoardTopologyAEBusArray AEBus; /**< the buses of the board */
+  rfString TopologyName;             /**< name of the board */
+  rfString platformid;               /**< id of the board, a free text */
+  rfStringArray devicefiles;         /**< the device files of its buses */
 } rfAEBoardTopology;
 
 /** A list of boards. */
 typedef struct rfAEBoardTopologyArray {
-  uint32_t count;
-  rfAEBoardTopology *list;
+  uint32_t count;          /**< number of elements */
+  rfAEBoardTopology *list; /**< heap array; null when there is none */
 } rfAEBoardTopologyArray;
 
 /** A board that is described by its segments alone. */
 typedef struct rfAEBoardSegmentTopology {
   rfAEBoardTopologyAEBUSSegmentArray AEBusSegment; /**< the key, too, is spelt with a small "us" */
-  rfString TopologyName;
-  rfString platformid;
-  uint32_t bus;
+  rfString TopologyName;                           /**< name of the board */
+  rfString platformid;                             /**< id of the board, a free text */
+  uint32_t bus; /**< number of the bus that all segments are on */
 } rfAEBoardSegmentTopology;
 
 /** A list of boards that are described by their segments. */
 typedef struct rfAEBoardSegmentTopologyArray {
-  uint32_t count;
-  rfAEBoardSegmentTopology *list;
+  uint32_t count;                 /**< number of elements */
+  rfAEBoardSegmentTopology *list; /**< heap array; null when there is none */
 } rfAEBoardSegmentTopologyArray;
 
 /** What a monitor watches. */
@@ -171,28 +171,28 @@ enum rfAESensorType {
 /** A watched sensor. */
 typedef struct rfAESensorMonitor {
   uint32_t sensorType; /**< an rfAESensorType */
-  rfString sensorName;
-  rfInteger id;
-  rfBoolean activeLow;
+  rfString sensorName; /**< its name */
+  rfInteger id;        /**< line or sensor number */
+  rfBoolean activeLow; /**< 0 means on */
 } rfAESensorMonitor;
 
 /** A list of watched sensors. */
 typedef struct rfAESensorMonitorArray {
-  uint32_t count;
-  rfAESensorMonitor *list;
+  uint32_t count;          /**< number of elements */
+  rfAESensorMonitor *list; /**< heap array; null when there is none */
 } rfAESensorMonitorArray;
 
 /** When sensors are watched. */
 typedef struct rfAESensorMonitorRule {
-  rfString enableRule;
-  rfString disableRule;
+  rfString enableRule;            /**< expression that switches watching on */
+  rfString disableRule;           /**< expression that switches it off */
   rfAESensorMonitorArray sensors; /**< not freed by the rule's release */
 } rfAESensorMonitorRule;
 
 /** A list of rules. */
 typedef struct rfAESensorMonitorRuleArray {
-  uint32_t count;
-  rfAESensorMonitorRule *list;
+  uint32_t count;              /**< number of elements */
+  rfAESensorMonitorRule *list; /**< heap array; null when there is none */
 } rfAESensorMonitorRuleArray;
 
 /** @name Deserializers
@@ -200,51 +200,66 @@ typedef struct rfAESensorMonitorRuleArray {
  *  argument. The array forms take the list as record and grow it to index + 1 zeroed elements;
  *  without memory for that they release the list, which is empty then, and give 0.
  *  @{ */
+/** A board. */
 CU_API int32_t deserialize_rfAEBoardTopology(JsonWalkContext *context, int32_t start, int32_t end,
                                              const char *key, uint32_t index, void *record);
+/** An element of a list of boards. */
 CU_API int32_t deserialize_rfAEBoardTopologyArray(JsonWalkContext *context, int32_t start,
                                                   int32_t end, const char *key, uint32_t index,
                                                   void *array);
+/** A board that is described by its segments alone. */
 CU_API int32_t deserialize_rfAEBoardSegmentTopology(JsonWalkContext *context, int32_t start,
                                                     int32_t end, const char *key, uint32_t index,
                                                     void *record);
+/** An element of a list of such boards. */
 CU_API int32_t deserialize_rfAEBoardSegmentTopologyArray(JsonWalkContext *context, int32_t start,
                                                          int32_t end, const char *key,
                                                          uint32_t index, void *array);
+/** A bus. */
 CU_API int32_t deserialize_rfAEBoardTopologyAEBus(JsonWalkContext *context, int32_t start,
                                                   int32_t end, const char *key, uint32_t index,
                                                   void *record);
+/** An element of a list of buses. */
 CU_API int32_t deserialize_rfAEBoardTopologyAEBusArray(JsonWalkContext *context, int32_t start,
                                                        int32_t end, const char *key, uint32_t index,
                                                        void *array);
+/** A segment. */
 CU_API int32_t deserialize_rfAEBoardTopologyAEBUSSegment(JsonWalkContext *context, int32_t start,
                                                          int32_t end, const char *key,
                                                          uint32_t index, void *record);
+/** An element of a list of segments. */
 CU_API int32_t deserialize_rfAEBoardTopologyAEBUSSegmentArray(JsonWalkContext *context,
                                                               int32_t start, int32_t end,
                                                               const char *key, uint32_t index,
                                                               void *array);
+/** A device. */
 CU_API int32_t deserialize_rfAEBoardTopologyAEDevice(JsonWalkContext *context, int32_t start,
                                                      int32_t end, const char *key, uint32_t index,
                                                      void *record);
+/** An element of a list of devices. */
 CU_API int32_t deserialize_rfAEBoardTopologyAEDeviceArray(JsonWalkContext *context, int32_t start,
                                                           int32_t end, const char *key,
                                                           uint32_t index, void *array);
+/** A sensor. */
 CU_API int32_t deserialize_rfAEBoardTopologyAESensor(JsonWalkContext *context, int32_t start,
                                                      int32_t end, const char *key, uint32_t index,
                                                      void *record);
+/** An element of a list of sensors. */
 CU_API int32_t deserialize_rfAEBoardTopologyAESensorArray(JsonWalkContext *context, int32_t start,
                                                           int32_t end, const char *key,
                                                           uint32_t index, void *array);
 /** "sensorType" gives 0, also when it was stored. */
 CU_API int32_t deserialize_rfAESensorMonitor(JsonWalkContext *context, int32_t start, int32_t end,
                                              const char *key, uint32_t index, void *record);
+/** An element of a list of watched sensors. */
 CU_API int32_t deserialize_rfAESensorMonitorArray(JsonWalkContext *context, int32_t start,
                                                   int32_t end, const char *key, uint32_t index,
                                                   void *array);
+/** A rule with its sensors. */
 CU_API int32_t deserialize_rfAESensorMonitorRule(JsonWalkContext *context, int32_t start,
                                                  int32_t end, const char *key, uint32_t index,
                                                  void *record);
+/** An element of a list of rules. */
 CU_API int32_t deserialize_rfAESensorMonitorRuleArray(JsonWalkContext *context, int32_t start,
                                                       int32_t end, const char *key, uint32_t index,
                                                       void *array);
@@ -256,27 +271,35 @@ CU_API int32_t deserialize_rfAESensorMonitorRuleArray(JsonWalkContext *context, 
  *  @{ */
 /** Frees the buses with what they own, the names and the device files. */
 CU_API void free_rfAEBoardTopology(rfAEBoardTopology *record);
+/** Frees a list of boards. */
 CU_API void free_rfAEBoardTopologyArray(rfAEBoardTopologyArray *array);
 /** Frees the segments with what they own, and the names. */
 CU_API void free_rfAEBoardSegmentTopology(rfAEBoardSegmentTopology *record);
+/** Frees a list of such boards. */
 CU_API void free_rfAEBoardSegmentTopologyArray(rfAEBoardSegmentTopologyArray *array);
 /** Frees the segments with what they own, and the texts. */
 CU_API void free_rfAEBoardTopologyAEBus(rfAEBoardTopologyAEBus *record);
+/** Frees a list of buses. */
 CU_API void free_rfAEBoardTopologyAEBusArray(rfAEBoardTopologyAEBusArray *array);
 /** Frees the devices and the texts; not what `AESegmentDevice` owns. */
 CU_API void free_rfAEBoardTopologyAEBUSSegment(rfAEBoardTopologyAEBUSSegment *record);
+/** Frees a list of segments. */
 CU_API void free_rfAEBoardTopologyAEBUSSegmentArray(rfAEBoardTopologyAEBUSSegmentArray *array);
 /** Frees name and type; not the sensors. */
 CU_API void free_rfAEBoardTopologyAEDevice(rfAEBoardTopologyAEDevice *record);
+/** Frees a list of devices. */
 CU_API void free_rfAEBoardTopologyAEDeviceArray(rfAEBoardTopologyAEDeviceArray *array);
 /** Frees name and type. */
 CU_API void free_rfAEBoardTopologyAESensor(rfAEBoardTopologyAESensor *record);
+/** Frees a list of sensors. */
 CU_API void free_rfAEBoardTopologyAESensorArray(rfAEBoardTopologyAESensorArray *array);
 /** Frees the name. */
 CU_API void free_rfAESensorMonitor(rfAESensorMonitor *record);
+/** Frees a list of watched sensors. */
 CU_API void free_rfAESensorMonitorArray(rfAESensorMonitorArray *array);
 /** Frees the two rules; not the sensors. */
 CU_API void free_rfAESensorMonitorRule(rfAESensorMonitorRule *record);
+/** Frees a list of rules. */
 CU_API void free_rfAESensorMonitorRuleArray(rfAESensorMonitorRuleArray *array);
 /** @} */
 

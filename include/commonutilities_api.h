@@ -18,6 +18,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** @def CU_BEGIN_DECLS
+ *  Begins declarations with C linkage, in C++ too. */
+/** @def CU_END_DECLS
+ *  Ends them. */
 #ifdef __cplusplus
 #define CU_BEGIN_DECLS extern "C" {
 #define CU_END_DECLS }

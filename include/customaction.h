@@ -55,8 +55,8 @@ typedef struct AmbrelJsonCustomAction {
 
 /** A list of custom actions. */
 typedef struct AmbrelJsonCustomActionArray {
-  uint32_t count;
-  AmbrelJsonCustomAction *list;
+  uint32_t count;               /**< number of elements */
+  AmbrelJsonCustomAction *list; /**< heap array; null when there is none */
 } AmbrelJsonCustomActionArray;
 
 /**

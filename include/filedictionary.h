@@ -51,30 +51,30 @@ typedef struct rfAEFileActionList {
   uint8_t restoredefault;        /**< an rfAEFileAction: when defaults are restored */
   uint8_t preserve;              /**< an rfAEFileAction: when settings are preserved */
   rfStringArray grouping;        /**< free texts */
-  rfBoolean always;
-  rfBoolean isdirectory;
+  rfBoolean always;              /**< in every case */
+  rfBoolean isdirectory;         /**< the names are directories */
 } rfAEFileActionList;
 
 /** A list of entries. */
 typedef struct rfAEFileActionListArray {
-  uint32_t count;
-  rfAEFileActionList *list;
+  uint32_t count;           /**< number of elements */
+  rfAEFileActionList *list; /**< heap array; null when there is none */
 } rfAEFileActionListArray;
 
 /** A file dictionary. */
 typedef struct rfAEFileDictionary {
-  rfAEFileActionListArray filelist;
-  rfString version;
-  rfString src_root_path;
-  rfString dest_root_path;
-  rfString forceRecoveryFile;
+  rfAEFileActionListArray filelist; /**< what becomes of which files */
+  rfString version;                 /**< version of the document */
+  rfString src_root_path;           /**< where the files come from */
+  rfString dest_root_path;          /**< where they go */
+  rfString forceRecoveryFile;       /**< file for a forced recovery */
 } rfAEFileDictionary;
 
 /** A list of file dictionaries. Its readers clear 24 bytes, so it is that long. */
 typedef struct rfAEFileDictionaryArray {
-  uint32_t count;
-  rfAEFileDictionary *list;
-  uint8_t reserved[24 - 2 * sizeof(void *)];
+  uint32_t count;                            /**< number of elements */
+  rfAEFileDictionary *list;                  /**< heap array; null when there is none */
+  uint8_t reserved[24 - 2 * sizeof(void *)]; /**< cleared by the readers */
 } rfAEFileDictionaryArray;
 
 /* ---- loading --------------------------------------------------------------------------------- */
@@ -136,6 +136,7 @@ CU_API int32_t deserialize_rfAEFileActionList(JsonWalkContext *context, int32_t 
 CU_API int32_t deserialize_rfAEFileActionListArray(JsonWalkContext *context, int32_t start,
                                                    int32_t end, const char *key, uint32_t index,
                                                    void *array);
+/** A file dictionary. */
 CU_API int32_t deserialize_rfAEFileDictionary(JsonWalkContext *context, int32_t start, int32_t end,
                                               const char *key, uint32_t index, void *dictionary);
 /** Without memory the dictionaries are lost. */
@@ -151,9 +152,13 @@ CU_API int32_t deserialize_rfDictionaryArray(JsonWalkContext *context, int32_t s
  *  Each frees what the record owns, the array forms also the list. The record itself is not freed
  *  and nothing is reset: call one once a load. Null is accepted.
  *  @{ */
+/** Frees the three lists of texts. */
 CU_API void free_rfAEFileActionObj(rfAEFileActionList *entry);
+/** Frees a list of entries. */
 CU_API void free_rfAEFileActionListArray(rfAEFileActionListArray *array);
+/** Frees the entries and the texts. */
 CU_API void free_rfAEFileDictionary(rfAEFileDictionary *dictionary);
+/** Frees a list of dictionaries. */
 CU_API void free_rfAEFileDictionaryArray(rfAEFileDictionaryArray *array);
 /** @} */
 

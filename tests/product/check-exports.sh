@@ -6,9 +6,7 @@ library=$1 list=$2 include=$3 nm=$4
 
 listed=$(tr ';' '\n' <"$list" | sed '/^$/d' | sort)
 exported=$("$nm" -D --defined-only "$library" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | sort)
-declared=$(cat "$include"/*.h | sed -e '/^ *#/d; s|/\*.*\*/||' | tr '\n' ' ' | grep -oE 'CU_API[^;{]*;' |
-  sed -E 's/\(\*[^)]*\)\([^)]*\)//g; s/CU_[A-Z]+\([^)]*\)//g; s/\(.*//; s/\[.*//; s/;.*//' |
-  grep -oE '[A-Za-z_][A-Za-z0-9_]*[[:space:]]*$' | tr -d ' ' | sort)
+declared=$("$(dirname "${BASH_SOURCE[0]}")/declared-names.sh" "$include")
 
 status=0
 compare() { # TEXT EXPECTED ACTUAL
