@@ -48,7 +48,10 @@ target_include_directories(commonutilities INTERFACE
   $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/commonutilities>)
+# The library's calls of its own functions are direct (no stub each); data stays replaceable, for
+# programs share gDBGLogCtrl.
 target_link_options(commonutilities PRIVATE
+  -Wl,-Bsymbolic-functions
   -Wl,--version-script=${COMMONUTILITIES_MAP} -Wl,--no-undefined-version
   -Wl,--as-needed -Wl,--gc-sections -static-libgcc)
 if(COMMONUTILITIES_SANITIZE)
