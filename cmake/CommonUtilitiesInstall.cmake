@@ -22,3 +22,19 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/commonutilities.pc.in
   ${PROJECT_BINARY_DIR}/commonutilities.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/commonutilities.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+# The guides, and the demo daemon with its documents as an example to start from.
+file(GLOB _guides CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+install(FILES ${_guides} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
+find_program(SCDOC_PROGRAM scdoc)
+find_program(LOWDOWN_PROGRAM lowdown)
+set(_can_build_man OFF)
+if(SCDOC_PROGRAM AND LOWDOWN_PROGRAM)
+  set(_can_build_man ON)
+endif()
+option(COMMONUTILITIES_BUILD_MAN "Build the man pages (scdoc, lowdown)" ${_can_build_man})
+if(COMMONUTILITIES_BUILD_MAN)
+  add_subdirectory(docs/man)
+endif()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+  COMPONENT examples FILES_MATCHING PATTERN "*.c" PATTERN "*.h" PATTERN "*.json" PATTERN "*.logenable")
