@@ -28,7 +28,7 @@ void Store(void *dst, T value) {
 /// The boolean of getPrimitive(): "false" and everything that it begins with, also the empty text,
 /// are false.
 uint8_t BooleanOf(std::string_view text) {
-  return std::string_view("false").starts_with(text) ? 0 : 1;
+  return cu::StartsWith("false", text) ? 0 : 1;
 }
 
 }  // namespace

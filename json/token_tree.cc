@@ -117,7 +117,7 @@ int32_t findParentObjectKey(const char *json, const char *key, const jsmntok_t *
   if (json == nullptr || key == nullptr || tokens == nullptr || index < 0) return kNone;
   const std::string_view prefix(key);
   const auto first = cu::StringText(json, &tokens[0]);
-  const bool matches = prefix.empty() || (first && first->starts_with(prefix));
+  const bool matches = prefix.empty() || (first && cu::StartsWith(*first, prefix));
   const int stride = matches ? 2 : 1;
   const int32_t inner = ClimbToObject(tokens, index, stride);
   return inner == kNone ? kNone : ClimbToObject(tokens, inner, stride);

@@ -28,6 +28,13 @@ inline std::optional<std::string_view> StringText(const char *json, const jsmnto
   return ValueText(json, token->start, token->end);
 }
 
+/// Whether a text begins with another. string_view's own starts_with() refers to the C++ runtime
+/// where it is not inlined.
+constexpr bool StartsWith(std::string_view text, std::string_view prefix) {
+  if (text.size() < prefix.size()) return false;
+  return std::string_view(text.data(), prefix.size()) == prefix;
+}
+
 /// Whether a text and a name agree over the length of the shorter one: the rule by which documents
 /// name types. The empty text agrees with every name.
 constexpr bool AgreeOverShorter(std::string_view text, const char *name) {

@@ -56,7 +56,7 @@ void Unlock(void *mutex) {
 /// One wait, without a predicate, and without a limit when `deadline` is null. A thread that is
 /// cancelled in the wait leaves the mutex unlocked; a scoped lock would not.
 WaitEnd WaitForCondition(AmbrelSemaphore &semaphore, const timespec *deadline) {
-  WaitEnd end = {};
+  WaitEnd end;  // set behind the setjmp() of the clean-up handler alone
   pthread_mutex_lock(&semaphore.mutex);
   pthread_cleanup_push(Unlock, &semaphore.mutex);
   end.woken = (deadline == nullptr
