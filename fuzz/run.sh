@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # run.sh FOLDER [seconds] [target...]: runs the fuzz targets, all or the named ones, each for so many
 # seconds, over the kept corpus; new inputs stay in the build folder. Leaks are looked for except
-# where the interface loses memory by design: repeated keys, malformed files.
+# where the interface loses memory by design: repeated keys, malformed files. CU_SEED in the
+# environment is the seed.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 folder=$(cd "$1" && pwd)
@@ -20,7 +21,8 @@ for target in "${targets[@]}"; do
   printf '== %s, %s s\n' "$target" "$seconds"
   status=0
   (cd "$folder/found" && ASAN_OPTIONS=detect_leaks=$leaks "$folder/fuzz_$target" \
-    -max_total_time="$seconds" -timeout=5 -rss_limit_mb=1024 -malloc_limit_mb=256 -max_len=65536 \
+    -seed="${CU_SEED:-0}" -max_total_time="$seconds" -timeout=5 \
+    -rss_limit_mb=1024 -malloc_limit_mb=256 -max_len=65536 \
     -print_final_stats=1 -dict="$here/documents.dict" \
     "$folder/found/$target" "$here/corpus/$target") >"$folder/found/$target.log" 2>&1 || status=$?
   if ((status)); then
