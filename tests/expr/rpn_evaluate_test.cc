@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <locale.h>
 #include <math.h>
 
 #include <string>
 #include <vector>
 
 #include "include/rpn.h"
+#include "support/locale.hpp"
 
 namespace {
 
@@ -201,11 +201,10 @@ TEST(DoRpn, TakesTokensOfAnyLength) {
 }
 
 TEST(DoRpn, ReadsNumbersInTheProcessLocale) {
-  const char *const german = setlocale(LC_NUMERIC, "de_DE.UTF-8");
-  if (german == nullptr) GTEST_SKIP() << "no locale with a decimal comma here";
+  const cu_test::DecimalPointLocale locale(",");
+  if (!locale.works()) GTEST_SKIP() << "no locale with a decimal comma can be made here";
   EXPECT_EQ(Eval("2,5"), 2.5);
   EXPECT_EQ(Eval("2.5"), 2);
-  setlocale(LC_NUMERIC, "C");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // jsoneq(), getJsonKey(), getJsonKeyAlloc(), getString() and getPrimitive().
 #include <commonutilities/jsonparser.h>
 #include <gtest/gtest.h>
-#include <locale.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -9,6 +8,7 @@
 #include <string>
 
 #include "json/document.hpp"
+#include "support/locale.hpp"
 
 namespace {
 
@@ -319,15 +319,13 @@ TEST(GetPrimitive, StoresAtUnalignedPlaces) {
 
 // The decimal sign is the locale's: a process that calls setlocale() reads "1.5" as 1.
 TEST(GetPrimitive, FollowsTheLocaleOfTheProcess) {
-  const char *const names[] = {"de_DE.UTF-8", "de_DE", "fr_FR.UTF-8", "fr_FR"};
-  const char *found = nullptr;
-  for (const char *name : names)
-    if (found == nullptr) found = setlocale(LC_NUMERIC, name);
-  if (found == nullptr) GTEST_SKIP() << "no locale with a decimal comma is installed";
+  const cu_test::DecimalPointLocale locale(",");
+  if (!locale.works()) GTEST_SKIP() << "no locale with a decimal comma can be made here";
   double value = 0;
   EXPECT_EQ(getPrimitive("1,5", 0, 3, &value, JSON_PRIMITIVE_DOUBLE), 0);
-  setlocale(LC_NUMERIC, "C");
   EXPECT_EQ(value, 1.5);
+  EXPECT_EQ(getPrimitive("1.5", 0, 3, &value, JSON_PRIMITIVE_DOUBLE), 0);
+  EXPECT_EQ(value, 1);
 }
 
 }  // namespace

@@ -3,16 +3,14 @@
 #include <fenv.h>
 #include <gtest/gtest.h>
 #include <langinfo.h>
-#include <locale.h>
 #include <stdio.h>
-#include <stdlib.h>
 
 #include <bit>
 #include <cmath>
 #include <random>
 #include <string>
 
-#include "support/files.hpp"
+#include "support/locale.hpp"
 #include "text/float_format.hpp"
 
 namespace {
@@ -123,32 +121,8 @@ TEST(FormatFloat, EqualsPrintfInEveryRoundingDirection) {
   }
 }
 
-/// A locale of this test's own that has another decimal point, as the process locale.
-class DecimalPointLocale {
- public:
-  DecimalPointLocale(const std::string &point, const std::string &charmap) {
-    cu_test::WriteFile(dir_.file("source"), "LC_NUMERIC\ndecimal_point \"" + point +
-                                                "\"\nthousands_sep \"\"\ngrouping -1\n"
-                                                "END LC_NUMERIC\n");
-    const std::string command = "localedef -c --no-archive -i " + dir_.file("source") + " -f " +
-                                charmap + " " + dir_.file("point") + " >/dev/null 2>&1";
-    (void)!system(command.c_str());
-    setenv("LOCPATH", dir_.path().c_str(), 1);
-    works_ = setlocale(LC_NUMERIC, "point") != nullptr;
-  }
-  ~DecimalPointLocale() {
-    setlocale(LC_NUMERIC, "C");
-    unsetenv("LOCPATH");
-  }
-  bool works() const { return works_; }
-
- private:
-  cu_test::TempDir dir_;
-  bool works_ = false;
-};
-
 TEST(FormatFloat, EqualsPrintfWhereTheDecimalPointIsAComma) {
-  const DecimalPointLocale locale(",", "ANSI_X3.4-1968");
+  const cu_test::DecimalPointLocale locale(",", "ANSI_X3.4-1968");
   if (!locale.works()) GTEST_SKIP() << "no locale with a decimal comma can be made here";
   EXPECT_EQ(Print(2, -2.5F).ours, "-2,50");
   EXPECT_EQ(Print(2, 1e20F).ours, "10000000200");
@@ -161,7 +135,7 @@ TEST(FormatFloat, EqualsPrintfWhereTheDecimalPointIsAComma) {
 }
 
 TEST(FormatFloat, EqualsPrintfWhereTheDecimalPointIsLongerThanAByte) {
-  const DecimalPointLocale locale("<U066B>", "UTF-8");
+  const cu_test::DecimalPointLocale locale("<U066B>", "UTF-8");
   if (!locale.works()) GTEST_SKIP() << "no locale with such a decimal point can be made here";
   EXPECT_EQ(Print(2, 2.5F).ours,
             "2\xD9\xAB"
