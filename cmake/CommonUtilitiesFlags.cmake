@@ -36,6 +36,17 @@ if(COMMONUTILITIES_SANITIZE)
     target_compile_options(commonutilities_options INTERFACE -fno-sanitize=function)
   endif()
 endif()
+if(COMMONUTILITIES_HARDEN)
+  # _FORTIFY_SOURCE works in optimised builds alone, and glibc warns of it elsewhere. It replaces
+  # libc calls by checked ones, which the tests that inject faults do not see.
+  target_compile_options(commonutilities_options INTERFACE
+    -fstack-protector-strong
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    target_compile_options(commonutilities_options INTERFACE -fstack-clash-protection)
+  endif()
+  target_link_options(commonutilities_options INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack)
+endif()
 
 # The library's sources see no C++ runtime: none is there when a daemon runs.
 add_library(commonutilities_core INTERFACE)
@@ -45,3 +56,9 @@ target_compile_options(commonutilities_core INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility-inlines-hidden>
   -fvisibility=hidden -ffunction-sections -fdata-sections)
 target_compile_definitions(commonutilities_core INTERFACE _GNU_SOURCE)
+if(COMMONUTILITIES_COVERAGE)
+  # Several threads count, and the report finds the sources from any build folder.
+  target_compile_options(commonutilities_core INTERFACE
+    --coverage -fprofile-update=atomic -fprofile-abs-path)
+  target_link_options(commonutilities_options INTERFACE --coverage)
+endif()

@@ -60,6 +60,12 @@ else()
   # A sanitizer's run-time comes with the program, so this check belongs to plain builds.
   target_link_options(commonutilities PRIVATE -Wl,--no-undefined)
 endif()
+if(COMMONUTILITIES_COVERAGE)
+  target_link_options(commonutilities PRIVATE --coverage)
+endif()
+if(COMMONUTILITIES_HARDEN)
+  target_link_options(commonutilities PRIVATE LINKER:-z,relro,-z,now,-z,noexecstack)
+endif()
 target_link_libraries(commonutilities PRIVATE m)
 
 # The same objects as an archive, for tests and tools that reach behind the exported names.
