@@ -33,10 +33,28 @@ inline char *ExtendBox(JsonBox &box, uint64_t count) {
   return data + begin;
 }
 
-/// Writes at a place that has the room, and returns the place behind.
+/// Copies one to two words' worth of bytes as two words that may overlap.
+template <typename Word>
+inline void CopyTwoWords(char *at, const char *from, size_t length) {
+  Word first, last;
+  memcpy(&first, from, sizeof first);
+  memcpy(&last, from + length - sizeof last, sizeof last);
+  memcpy(at, &first, sizeof first);
+  memcpy(at + length - sizeof last, &last, sizeof last);
+}
+
+/// Writes at a place that has the room, and returns the place behind. Keys and values are short: a
+/// call of memcpy() costs more than copying them.
 inline char *Put(char *at, std::string_view text) {
-  if (!text.empty()) memcpy(at, text.data(), text.size());
-  return at + text.size();
+  const size_t length = text.size();
+  if (length - 8 <= 8) {
+    CopyTwoWords<uint64_t>(at, text.data(), length);
+  } else if (length - 4 < 4) {
+    CopyTwoWords<uint32_t>(at, text.data(), length);
+  } else if (length != 0) {
+    memcpy(at, text.data(), length);
+  }
+  return at + length;
 }
 
 /// A fixed text: its copy is an instruction or two.
