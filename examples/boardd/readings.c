@@ -75,9 +75,13 @@ static void take(struct subscriber *subscriber) {
 static void *subscribe(void *argument) {
   struct subscriber *subscriber = argument;
   while (!stopped(subscriber->readings)) {
+    if (subscriber->slow) {
+      /* A wait ends at once while there are messages: who leaves them there has to sleep. */
+      ambrelusleep(FLUSH_MS * 1000U);
+      continue;
+    }
     /* Always with a time: a wake-up that is sent while nobody waits is lost. */
-    if (waitOnFlexMsgQueue(&subscriber->readings->queue, subscriber->slot, FLUSH_MS) &&
-        !subscriber->slow)
+    if (waitOnFlexMsgQueue(&subscriber->readings->queue, subscriber->slot, FLUSH_MS))
       take(subscriber);
   }
   return NULL;
