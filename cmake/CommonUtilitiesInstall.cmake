@@ -38,3 +38,8 @@ if(COMMONUTILITIES_BUILD_MAN)
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
   COMPONENT examples FILES_MATCHING PATTERN "*.c" PATTERN "*.h" PATTERN "*.json" PATTERN "*.logenable")
+
+# gdb looks here for what belongs to a library that it loads.
+install(FILES ${PROJECT_SOURCE_DIR}/tools/gdb/commonutilities-gdb.py
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+  RENAME libcommonutilities.so.${PROJECT_VERSION}-gdb.py COMPONENT gdb)
