@@ -2,7 +2,8 @@
 # soak.sh BUILD [seconds [seed]]: the demo daemon at work, its wall clock set back and forth where
 # libfaketime is installed, and once a minute a second daemon that is given a malformed document and
 # must refuse it. From the settled start to the end, the daemon's threads, descriptors and memory
-# must not grow. Files are open for moments, so the least of ten samples counts.
+# must not grow, and it takes less than a tenth of a core. Files are open for moments, so the least
+# of ten samples counts.
 set -euo pipefail
 # shellcheck source=tests/long/verdict.sh
 source "$(dirname "${BASH_SOURCE[0]}")/verdict.sh"
@@ -26,7 +27,7 @@ jump_file=$dir/clock
 printf '+0\n' >"$jump_file"
 environment=()
 [[ -z $faketime ]] || environment=("LD_PRELOAD=$faketime" "FAKETIME_TIMESTAMP_FILE=$jump_file"
-  FAKETIME_NO_CACHE=1 FAKETIME_DONT_FAKE_MONOTONIC=1)
+  FAKETIME_NO_CACHE=1 FAKETIME_DONT_FAKE_MONOTONIC=1 FAKETIME_FORCE_MONOTONIC_FIX=0)
 
 printf 'seed %d, %d s\n' "$seed" "$seconds"
 env "${environment[@]}" "$build/examples/boardd/boardd" --dir "$dir/good" --seconds "$seconds" \
@@ -55,10 +56,15 @@ complain() {
 
 settle=$((seconds / 4 > 60 ? 60 : seconds / 4))
 sleep "$settle"
+kill -0 "$daemon" 2>/dev/null || {
+  complain "the daemon did not start"
+  cat "$dir/errors"
+  verdict soak "$seed" 1
+}
 sample
 rss_first=$rss threads_first=$threads descriptors_first=$descriptors
 jumps=0 malformed=0 minute=$((SECONDS - 60))
-while ((SECONDS - begin < seconds - 8)) && kill -0 "$daemon" 2>/dev/null; do
+while ((SECONDS - begin < seconds - 12)) && kill -0 "$daemon" 2>/dev/null; do
   sleep 1
   if [[ -n $faketime ]] && ((SECONDS % 5 == 0)); then
     printf '%+d\n' $((RANDOM % 7200 - 3600)) >"$jump_file"
@@ -76,6 +82,9 @@ while ((SECONDS - begin < seconds - 8)) && kill -0 "$daemon" 2>/dev/null; do
   fi
 done
 sample || complain "the daemon ended too early"
+# User and system time in hundredths of a second.
+cpu=$(awk '{ print $14 + $15 }' "/proc/$daemon/stat")
+((cpu < seconds * 10)) || complain "$cpu hundredths of a second of processor time"
 ((threads <= threads_first)) || complain "$threads threads, $threads_first at first"
 ((descriptors <= descriptors_first)) ||
   complain "$descriptors descriptors, $descriptors_first at first"
@@ -90,4 +99,5 @@ grep -q 'every message is accounted for' "$dir/summary" || complain "messages we
 ((rss - rss_first <= 256)) || complain "memory grew from $rss_first to $rss KiB"
 verdict soak "$seed" "$status" clock_jumps "$jumps" malformed_documents "$malformed" \
   threads_first "$threads_first" threads "$threads" descriptors_first "$descriptors_first" \
-  descriptors "$descriptors" rss_first_kib "$rss_first" rss_kib "$rss"
+  descriptors "$descriptors" rss_first_kib "$rss_first" rss_kib "$rss" \
+  cpu_centiseconds "$cpu"
