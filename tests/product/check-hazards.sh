@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# check-hazards.sh DOCUMENT TABLE TESTS: every numbered entry of DOCUMENT has a test in TABLE, which
-# names no other number, and every test that it names is in a source below the folder TESTS.
+# check-hazards.sh DOCUMENT TABLE TESTS [OTHER...]: every numbered entry of DOCUMENT has a test in
+# TABLE, which names no other number, and every test that it or another document names is in a
+# source below the folder TESTS.
 set -euo pipefail
 export LC_ALL=C
 document=$1 table=$2 tests=$3
+shift 3
 
 entries=$(grep -oE '^\| R[0-9]+ \|' "$document" | tr -d '| ' | sort -V)
 rows=$(grep -vE '^(#|[[:space:]]*$)' "$table")
@@ -24,7 +26,11 @@ complain "row twice" "$(sort <<<"$rows" | uniq -d)"
 numbers=$(cut -d' ' -f1 <<<"$rows" | sort -u)
 complain "without a test" "$(comm -23 <(sort <<<"$entries") <(printf '%s\n' "$numbers"))"
 complain "not in the document" "$(comm -13 <(sort <<<"$entries") <(printf '%s\n' "$numbers"))"
-complain "no such test" "$(comm -23 <(cut -d' ' -f2 <<<"$rows" | sort -u) <(printf '%s\n' "$existing"))"
-((status)) || printf '%d hazards, pinned by %d tests\n' "$(wc -l <<<"$entries")" \
-  "$(cut -d' ' -f2 <<<"$rows" | sort -u | wc -l)"
+pinning=$(cut -d' ' -f2 <<<"$rows" | sort -u)
+# shellcheck disable=SC2016
+named=$(cat "$@" </dev/null | grep -oE '`[A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+`' | tr -d '`' | sort -u || true)
+complain "no such test" "$(comm -23 <(printf '%s\n%s\n' "$pinning" "$named" | sed '/^$/d' | sort -u) \
+  <(printf '%s\n' "$existing"))"
+((status)) || printf '%d hazards, pinned by %d tests; %d tests named elsewhere\n' \
+  "$(wc -l <<<"$entries")" "$(wc -l <<<"$pinning")" "$(sed '/^$/d' <<<"$named" | wc -l)"
 exit "$status"
