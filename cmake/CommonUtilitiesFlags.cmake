@@ -54,7 +54,7 @@ target_link_libraries(commonutilities_core INTERFACE commonutilities_options)
 target_compile_options(commonutilities_core INTERFACE
   -Wconversion
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility-inlines-hidden>
-  -fvisibility=hidden -ffunction-sections -fdata-sections)
+  -fvisibility=hidden -fno-semantic-interposition -ffunction-sections -fdata-sections)
 target_compile_definitions(commonutilities_core INTERFACE _GNU_SOURCE)
 if(COMMONUTILITIES_COVERAGE)
   # Several threads count, and the report finds the sources from any build folder.
