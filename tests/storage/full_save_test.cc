@@ -186,6 +186,19 @@ TEST_F(SaveAllAmbrelStorageEntriesTest, LeavesTheFileWhenItCannotBeMoved) {
   EXPECT_TRUE(LockIsFree());
 }
 
+TEST_F(SaveAllAmbrelStorageEntriesTest, LosesTheStreamWhenTheFileIsGone) {
+  std::filesystem::remove(primary());
+  const long descriptors = OpenDescriptors();
+  EXPECT_EQ(0U, FullSave());
+  EXPECT_EQ(nullptr, store_->file);
+  EXPECT_EQ(0, store_->open);
+  EXPECT_EQ(descriptors - 1, OpenDescriptors());
+  EXPECT_FALSE(std::filesystem::exists(primary()));
+  EXPECT_FALSE(std::filesystem::exists(backup()));
+  EXPECT_TRUE(LockIsFree());
+  EXPECT_EQ(0U, FullSave()) << "for good";
+}
+
 TEST_F(SaveAllAmbrelStorageEntriesTest, GoesOnWithTheFileThatCouldNotBeMoved) {
   std::filesystem::remove_all(backup_directory());
   EXPECT_EQ(0U, FullSave());
