@@ -6,10 +6,12 @@
 #include <jansson.h>
 #include <jsmn.h>
 #include <rapidjson/document.h>
+#include <simdjson.h>
 #include <yajl/yajl_parse.h>
 
 #include <cstdlib>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "bench/config_records.hpp"
@@ -139,6 +141,54 @@ uint64_t WithRapidjson(const char *path) {
   return Finish(config);
 }
 
+uint64_t WithNlohmann(const char *path) {
+  const nlohmann::json root = nlohmann::json::parse(ReadWhole(path));
+  const auto copy = [](const nlohmann::json &object, const char *name) {
+    return strdup(object.at(name).get_ref<const std::string &>().c_str());
+  };
+  Config config;
+  config.ipc_name = copy(root, "ipcName");
+  config.log_ctrl_file = copy(root, "logCtrlFile");
+  config.log_file = copy(root, "logfile");
+  config.log_file_size = root.at("logFileSize").get<int64_t>();
+  for (const nlohmann::json &object : root.at("ConfigObj")) {
+    Group &group = *AddGroup(config);
+    group.name = copy(object, "parameterGroup");
+    for (const nlohmann::json &item : object.at("ConfigParam")) {
+      Parameter &parameter = *AddParameter(group);
+      parameter.name = copy(item, "parameterName");
+      parameter.value = copy(item, "parameterValue");
+      parameter.type = TypeNumber(item.at("type").get_ref<const std::string &>().c_str());
+    }
+  }
+  return Finish(config);
+}
+
+uint64_t WithSimdjson(const char *path) {
+  static simdjson::dom::parser parser;
+  const simdjson::padded_string text = simdjson::padded_string::load(path);
+  const simdjson::dom::element root = parser.parse(text);
+  const auto copy = [](const simdjson::dom::element &object, const char *name) {
+    return strdup(object[name].get_c_str());
+  };
+  Config config;
+  config.ipc_name = copy(root, "ipcName");
+  config.log_ctrl_file = copy(root, "logCtrlFile");
+  config.log_file = copy(root, "logfile");
+  config.log_file_size = root["logFileSize"].get_int64();
+  for (const simdjson::dom::element object : root["ConfigObj"].get_array()) {
+    Group &group = *AddGroup(config);
+    group.name = copy(object, "parameterGroup");
+    for (const simdjson::dom::element item : object["ConfigParam"].get_array()) {
+      Parameter &parameter = *AddParameter(group);
+      parameter.name = copy(item, "parameterName");
+      parameter.value = copy(item, "parameterValue");
+      parameter.type = TypeNumber(item["type"].get_c_str());
+    }
+  }
+  return Finish(config);
+}
+
 /// yajl calls back as it reads; the state is the last key.
 struct YajlState {
   Config config;
@@ -247,11 +297,8 @@ int main(int argc, char **argv) {
   struct Size {
     const char *name;
     int groups;
-    double floor, cjson, yajl;
   };
-  static constexpr Size kSizes[] = {{"1 KB", 1, 1.4, 0.92, 1.2},
-                                    {"32 KB", 28, 2.15, 0.75, 1.25},
-                                    {"1 MB", 888, 2.25, 0.82, 1.45}};
+  static constexpr Size kSizes[] = {{"1 KB", 1}, {"32 KB", 28}, {"1 MB", 888}};
   std::string paths[3];
   for (size_t i = 0; i < 3; ++i) {
     paths[i] = std::string(folder) + "/bench-config-" + std::to_string(kSizes[i].groups) + ".json";
@@ -267,13 +314,11 @@ int main(int argc, char **argv) {
     workload.Add(Role::kPeer, "yajl", [=] { return WithYajl(path); });
     workload.Add(Role::kPeer, "jansson", [=] { return WithJansson(path); });
     workload.Add(Role::kPeer, "json-c", [=] { return cu_bench::LoadConfigWithJsonC(path); });
-    workload.Add(Role::kPeer, "RapidJSON in situ", [=] { return WithRapidjson(path); });
+    workload.Add(Role::kReported, "RapidJSON in situ", [=] { return WithRapidjson(path); });
+    workload.Add(Role::kReported, "simdjson", [=] { return WithSimdjson(path); });
+    workload.Add(Role::kReported, "nlohmann", [=] { return WithNlohmann(path); });
     workload.Add(
         Role::kFloor, "fread + jsmn", [=] { return Floor(path); }, cu_bench::Check::kNone);
-    workload.Goal("aeloadConfiguration", "fread + jsmn", kSizes[i].floor);
-    workload.Goal("aeloadConfiguration", "cJSON", kSizes[i].cjson);
-    workload.Goal("aeloadConfiguration", "yajl", kSizes[i].yajl);
-    workload.Goal("aeloadConfiguration", "RapidJSON in situ", 0);
   }
   const int status = family.Main(argc, argv);
   for (const std::string &path : paths) remove(path.c_str());

@@ -1,5 +1,5 @@
 // Writing the records of a configuration document as JSON text, finalised and freed. Every writer
-// produces the same bytes as far as its own layout allows; the check compares the strings written.
+// writes the same document in a layout of its own; the check compares what it says.
 #include <cjson/cJSON.h>
 #include <glib.h>
 #include <rapidjson/stringbuffer.h>
@@ -8,7 +8,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bench/config_records.hpp"
@@ -46,18 +48,22 @@ std::vector<Block> MakeBlocks(int groups) {
   return blocks;
 }
 
-/// Counts what every layout has in common: the quotes of the strings.
-uint64_t Quotes(const char *text) {
-  uint64_t quotes = 0;
-  for (const char *at = strchr(text, '"'); at != nullptr; at = strchr(at + 1, '"')) ++quotes;
-  return quotes;
+/// The text without its layout, which every writer chooses differently; 0 when it is no JSON.
+uint64_t Content(const char *text) {
+  cJSON *const root = cJSON_Parse(text);
+  if (root == nullptr) return 0;
+  char *const plain = cJSON_PrintUnformatted(root);
+  const uint64_t hash = std::hash<std::string_view>()(plain);
+  free(plain);
+  cJSON_Delete(root);
+  return hash;
 }
 
 /// Looking at every byte would cost as much as writing it: only the check run does.
 bool g_checking = true;
 uint64_t Result(const char *text) {
   cu_bench::Keep(text);
-  return g_checking ? Quotes(text) : 0;
+  return g_checking ? Content(text) : 0;
 }
 
 uint64_t WithLibrary(const std::vector<Block> &blocks) {
@@ -125,17 +131,22 @@ uint64_t WithRapidjson(const std::vector<Block> &blocks) {
 uint64_t WithGString(const std::vector<Block> &blocks) {
   GString *const text = g_string_new("{\n\"ipcName\" : \"/boardd\",\n\"logFileSize\" : 65536,\n");
   g_string_append(text, "\"ConfigObj\" : [\n");
+  const char *before_group = "";
   for (const Block &block : blocks) {
-    g_string_append_printf(text, "{\n\"parameterGroup\" : \"%s\",\n\"ConfigParam\" : [\n",
-                           block.name.c_str());
-    for (const Row &row : block.rows)
+    g_string_append_printf(text, "%s{\n\"parameterGroup\" : \"%s\",\n\"ConfigParam\" : [\n",
+                           before_group, block.name.c_str());
+    before_group = ",\n";
+    const char *before_row = "";
+    for (const Row &row : block.rows) {
       g_string_append_printf(
           text,
-          "{\n\"parameterName\" : \"%s\",\n\"type\" : \"%s\",\n\"parameterValue\" : \"%s\"\n},\n",
-          row.name.c_str(), row.type.c_str(), row.value.c_str());
-    g_string_append(text, "]\n},\n");
+          "%s{\n\"parameterName\" : \"%s\",\n\"type\" : \"%s\",\n\"parameterValue\" : \"%s\"\n}",
+          before_row, row.name.c_str(), row.type.c_str(), row.value.c_str());
+      before_row = ",\n";
+    }
+    g_string_append(text, " ]\n}");
   }
-  g_string_append(text, "]\n}");
+  g_string_append(text, " ]\n}");
   const uint64_t result = Result(text->str);
   g_string_free(text, TRUE);
   return result;
@@ -212,9 +223,8 @@ int main(int argc, char **argv) {
   struct Size {
     const char *name;
     int groups;
-    double rapidjson;
   };
-  static constexpr Size kSizes[] = {{"0.8 KB", 1, 0.8}, {"23 KB", 28, 0.8}, {"731 KB", 888, 0.75}};
+  static constexpr Size kSizes[] = {{"0.8 KB", 1}, {"23 KB", 28}, {"731 KB", 888}};
   static std::vector<std::vector<Block>> all;
   all.reserve(3);
   cu_bench::Family family("json_writer", cu_bench::Clock::kCpu);
@@ -227,10 +237,6 @@ int main(int argc, char **argv) {
     workload.Add(Role::kPeer, "GString printf", [=] { return WithGString(*blocks); });
     workload.Add(Role::kPeer, "yajl_gen", [=] { return WithYajl(*blocks); });
     workload.Add(Role::kPeer, "cJSON", [=] { return WithCjson(*blocks); });
-    workload.Goal("JsonAdd...Element", "RapidJSON Writer", size.rapidjson);
-    workload.Goal("JsonAdd...Element", "GString printf", 0.65);
-    workload.Goal("JsonAdd...Element", "yajl_gen", 0.45);
-    workload.Goal("JsonAdd...Element", "cJSON", 0.3);
   }
   family.AfterCheck([] { g_checking = false; }, [] { g_checking = true; });
   return family.Main(argc, argv);

@@ -25,7 +25,7 @@ using cu_bench::Check;
 using cu_bench::Role;
 
 constexpr char kName[] = "fans.c";
-constexpr int kLinesAUnit = 200;
+constexpr int kLinesAUnit = 2000;  // so that starting threads does not count
 
 std::string g_folder;
 
@@ -61,6 +61,7 @@ void StartGlog() {
 FILE *g_glib_file = nullptr;
 
 GLogWriterOutput WriteGlib(GLogLevelFlags level, const GLogField *fields, gsize count, gpointer) {
+  if (level == G_LOG_LEVEL_DEBUG) return G_LOG_WRITER_HANDLED;  // a level that is off
   gchar *const text = g_log_writer_format_fields(level, fields, count, FALSE);
   fputs(text, g_glib_file);
   fputc('\n', g_glib_file);
@@ -69,9 +70,9 @@ GLogWriterOutput WriteGlib(GLogLevelFlags level, const GLogField *fields, gsize 
   return G_LOG_WRITER_HANDLED;
 }
 
-void GlibLine(int value) {
-  g_log_structured("bench", G_LOG_LEVEL_INFO, "MESSAGE", "[%s:%d]Sensor %s reads %d of %d", kName,
-                   17, "inlet", value, 100);
+void GlibLine(GLogLevelFlags level, int value) {
+  g_log_structured("bench", level, "MESSAGE", "[%s:%d]Sensor %s reads %d of %d", kName, 17, "inlet",
+                   value, 100);
 }
 
 FILE *g_plain_file = nullptr;
@@ -144,18 +145,17 @@ int main(int argc, char **argv) {
                    LOG(INFO) << "[" << kName << ":" << 17 << "]Sensor inlet reads " << i << " of "
                              << 100;
                  }));
-    workload.Add(Role::kPeer, "GLib", Threads(threads, GlibLine));
+    workload.Add(Role::kPeer, "GLib",
+                 Threads(threads, [](int i) { GlibLine(G_LOG_LEVEL_INFO, i); }));
     workload.Add(Role::kPeer, "mutex + fprintf + fflush", Threads(threads, PlainLine));
     workload.Add(Role::kFloor, "write(2)", Threads(threads, [](int) { FloorLine(); }));
-    if (threads == 1) workload.Goal("logging pair", "write(2)", 2.7);
-    workload.Goal("logging pair", "spdlog", threads == 1 ? 1.25 : 1.4);
   }
   for (const int threads : {1, 2}) {
     auto &workload = family.AddWorkload("a level that is off, " + std::to_string(threads) +
                                         (threads == 1 ? " thread" : " threads"));
     const auto many = [](auto line) {
       return [line](int i) {
-        for (int n = 0; n < 100; ++n) line(i);
+        for (int n = 0; n < 10; ++n) line(i);
       };
     };
     workload.Add(Role::kLibrary, "logging pair",
@@ -165,10 +165,15 @@ int main(int argc, char **argv) {
                                                       "[{}:{}]Sensor {} reads {} of {}", kName, 17,
                                                       "inlet", i, 100);
                                                 })));
+    workload.Add(Role::kPeer, "glog", Threads(threads, many([](int i) {
+                                                VLOG(1)
+                                                    << "[" << kName << ":" << 17
+                                                    << "]Sensor inlet reads " << i << " of " << 100;
+                                              })));
+    workload.Add(Role::kPeer, "GLib",
+                 Threads(threads, many([](int i) { GlibLine(G_LOG_LEVEL_DEBUG, i); })));
     workload.Add(Role::kFloor, "an empty call",
                  Threads(threads, many([](int i) { g_empty_call(i); })));
-    workload.Goal("logging pair", "an empty call", 4.5);
-    workload.Goal("logging pair", "spdlog", 1.0);
   }
   const int status = family.Main(argc, argv);
   DbgLog_DeInitDebugLogger();

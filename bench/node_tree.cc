@@ -75,9 +75,6 @@ void AddBuild(cu_bench::Family &family, const char *name, int groups) {
   });
   workload.Add(
       Role::kFloor, "jsmn tokens", [=] { return JsmnFloor(*text); }, Check::kNone);
-  workload.Goal("CreateDictionary", "jsmn tokens", 3.3);
-  workload.Goal("CreateDictionary", "cJSON", 1.75);
-  workload.Goal("CreateDictionary", "json-c", 0.9);
 }
 
 std::string NestedDocument() {
@@ -181,8 +178,6 @@ void AddLookup(cu_bench::Family &family) {
         return sum;
       },
       Check::kNone);
-  workload.Goal("AmbrelFindJsonNode", "FNV-1a of the segments", 4);
-  workload.Goal("AmbrelFindJsonNode", "best peer", 0.2);
 }
 
 }  // namespace

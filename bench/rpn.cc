@@ -89,9 +89,6 @@ void Add(cu_bench::Family &family, const Rule &rule) {
         return blanks;
       },
       Check::kNone);
-  text.Goal("doRPN", "Lua load + call", 0.06);
-  text.Goal("doRPN", "muParser SetExpr + Eval", 0.02);
-  text.Goal("doRPN", "one pass over the text", 8);
   if (rule.conditional) return;
 
   auto &kept = family.AddWorkload(std::string(rule.name) + ", compiled once");
@@ -121,9 +118,6 @@ void Add(cu_bench::Family &family, const Rule &rule) {
     lua_pop(lua, 1);
     return Rounded(result);
   });
-  const bool longer = std::strlen(rule.rpn) > 30;
-  kept.Goal("doRPNExtended", "muParser Eval", longer ? 5 : 8);
-  kept.Goal("doRPNExtended", "Lua call", longer ? 1.7 : 1.3);
 }
 
 }  // namespace

@@ -1,0 +1,148 @@
+#include "bench/goals.hpp"
+
+namespace cu_bench {
+namespace {
+
+constexpr Goal kGoals[] = {
+    // family, workload, case, against, at most
+    {"config_load", "1 KB", "aeloadConfiguration", "fread + jsmn", 1.4},
+    {"config_load", "1 KB", "aeloadConfiguration", "cJSON", 0.92},
+    {"config_load", "1 KB", "aeloadConfiguration", "yajl", 1.2},
+    {"config_load", "32 KB", "aeloadConfiguration", "fread + jsmn", 2.15},
+    {"config_load", "32 KB", "aeloadConfiguration", "cJSON", 0.75},
+    {"config_load", "32 KB", "aeloadConfiguration", "yajl", 1.25},
+    {"config_load", "1 MB", "aeloadConfiguration", "fread + jsmn", 2.25},
+    {"config_load", "1 MB", "aeloadConfiguration", "cJSON", 0.82},
+    {"config_load", "1 MB", "aeloadConfiguration", "yajl", 1.45},
+
+    {"json_writer", "0.8 KB", "JsonAdd...Element", kBestPeer, 0.8},
+    {"json_writer", "0.8 KB", "JsonAdd...Element", "GString printf", 0.65},
+    {"json_writer", "0.8 KB", "JsonAdd...Element", "yajl_gen", 0.45},
+    {"json_writer", "0.8 KB", "JsonAdd...Element", "cJSON", 0.3},
+    {"json_writer", "23 KB", "JsonAdd...Element", kBestPeer, 0.8},
+    {"json_writer", "23 KB", "JsonAdd...Element", "GString printf", 0.65},
+    {"json_writer", "23 KB", "JsonAdd...Element", "yajl_gen", 0.45},
+    {"json_writer", "23 KB", "JsonAdd...Element", "cJSON", 0.3},
+    {"json_writer", "731 KB", "JsonAdd...Element", kBestPeer, 0.75},
+    {"json_writer", "731 KB", "JsonAdd...Element", "GString printf", 0.65},
+    {"json_writer", "731 KB", "JsonAdd...Element", "yajl_gen", 0.45},
+    {"json_writer", "731 KB", "JsonAdd...Element", "cJSON", 0.3},
+
+    {"node_tree", "build and release, 1 KB", "CreateDictionary", "jsmn tokens", 3.3},
+    {"node_tree", "build and release, 1 KB", "CreateDictionary", "cJSON", 1.75},
+    {"node_tree", "build and release, 1 KB", "CreateDictionary", "json-c", 0.9},
+    {"node_tree", "build and release, 32 KB", "CreateDictionary", "jsmn tokens", 3.3},
+    {"node_tree", "build and release, 32 KB", "CreateDictionary", "cJSON", 1.75},
+    {"node_tree", "build and release, 32 KB", "CreateDictionary", "json-c", 0.9},
+    {"node_tree", "build and release, 1 MB", "CreateDictionary", "jsmn tokens", 3.3},
+    {"node_tree", "build and release, 1 MB", "CreateDictionary", "cJSON", 1.75},
+    {"node_tree", "build and release, 1 MB", "CreateDictionary", "json-c", 0.9},
+    {"node_tree", "1000 lookups by path", "AmbrelFindJsonNode", "FNV-1a of the segments", 4},
+    {"node_tree", "1000 lookups by path", "AmbrelFindJsonNode", kBestPeer, 0.2},
+
+    {"logging", "a flushed line, 1 thread", "logging pair", "write(2)", 2.7},
+    {"logging", "a flushed line, 1 thread", "logging pair", "spdlog", 1.25},
+    {"logging", "a flushed line, 2 threads", "logging pair", "spdlog", 1.4},
+    {"logging", "a flushed line, 4 threads", "logging pair", "spdlog", 1.4},
+    {"logging", "a level that is off, 1 thread", "logging pair", "an empty call", 4.5},
+    {"logging", "a level that is off, 1 thread", "logging pair", "spdlog", 1.0},
+    {"logging", "a level that is off, 2 threads", "logging pair", "an empty call", 4.5},
+    {"logging", "a level that is off, 2 threads", "logging pair", "spdlog", 1.0},
+
+    {"checksums", "CRC-32 of 16 bytes", "PluginCalculateCRC32", "zlib", 0.5},
+    {"checksums", "CRC-32 of 4 KB", "PluginCalculateCRC32", "zlib", 1.25},
+    {"checksums", "CRC-32 of 1 MB", "PluginCalculateCRC32", "zlib", 1.3},
+    {"checksums", "CRC-8 of 16 bytes", "PluginCalculateCRC8", "boost::crc_optimal<8, 7>", 0.55},
+    {"checksums", "CRC-8 of 4 KB", "PluginCalculateCRC8", "boost::crc_optimal<8, 7>", 0.35},
+    {"checksums", "CRC-8 of 1 MB", "PluginCalculateCRC8", "boost::crc_optimal<8, 7>", 0.35},
+
+    {"map", "string hit, 10 keys", "map_get_", kBestPeer, 0.8},
+    {"map", "string hit, 1,000 keys", "map_get_", kBestPeer, 0.85},
+    {"map", "string hit, 100,000 keys", "map_get_", kBestPeer, 1.0},
+    {"map", "string miss, 10 keys", "map_get_", kBestPeer, 1.0},
+    {"map", "string miss, 1,000 keys", "map_get_", kBestPeer, 1.1},
+    {"map", "string miss, 100,000 keys", "map_get_", kBestPeer, 1.3},
+    {"map", "32-bit hit, 10 keys", "map_get_", kBestPeer, 1.25},
+    {"map", "32-bit hit, 1,000 keys", "map_get_", kBestPeer, 1.3},
+    {"map", "32-bit hit, 100,000 keys", "map_get_", kBestPeer, 2.4},
+    {"map", "string fill and release, 10 keys", "map_set_", kBestPeer, 0.95},
+    {"map", "string fill and release, 1,000 keys", "map_set_", kBestPeer, 0.8},
+    {"map", "string fill and release, 100,000 keys", "map_set_", kBestPeer, 1.4},
+    {"map", "32-bit fill and release, 10 keys", "map_set_", kBestPeer, 1.5},
+    {"map", "32-bit fill and release, 1,000 keys", "map_set_", kBestPeer, 1.1},
+    {"map", "32-bit fill and release, 100,000 keys", "map_set_", kBestPeer, 2.1},
+
+    {"rpn", "a conditional, from the text", "doRPN", "Lua load + call", 0.06},
+    {"rpn", "a conditional, from the text", "doRPN", "muParser SetExpr + Eval", 0.02},
+    {"rpn", "a conditional, from the text", "doRPN", "one pass over the text", 8},
+    {"rpn", "9 tokens, from the text", "doRPN", "Lua load + call", 0.06},
+    {"rpn", "9 tokens, from the text", "doRPN", "muParser SetExpr + Eval", 0.02},
+    {"rpn", "9 tokens, from the text", "doRPN", "one pass over the text", 8},
+    {"rpn", "21 tokens, from the text", "doRPN", "Lua load + call", 0.06},
+    {"rpn", "21 tokens, from the text", "doRPN", "muParser SetExpr + Eval", 0.02},
+    {"rpn", "21 tokens, from the text", "doRPN", "one pass over the text", 8},
+    {"rpn", "9 tokens, compiled once", "doRPNExtended", "muParser Eval", 8},
+    {"rpn", "9 tokens, compiled once", "doRPNExtended", "Lua call", 1.3},
+    {"rpn", "21 tokens, compiled once", "doRPNExtended", "muParser Eval", 5},
+    {"rpn", "21 tokens, compiled once", "doRPNExtended", "Lua call", 1.7},
+
+    {"queues", "one thread, send and receive", "notifying queue", "GAsyncQueue", 0.95},
+    {"queues", "one thread, send and receive", "flex queue", "GAsyncQueue", 1.2},
+    {"queues", "one thread, send and receive", "flex message queue", "GAsyncQueue", 1.9},
+    {"queues", "1 producer, 1 consumer, 20,000 messages", "notifying queue", "GAsyncQueue", 2.2},
+    {"queues", "1 producer, 1 consumer, 20,000 messages", "flex queue", "GAsyncQueue", 3.5},
+    {"queues", "64 messages to 8 subscribers, one thread", "flex message queue", "GAsyncQueue",
+     2.7},
+    {"queues", "8 batches of 256 to 8 consumer threads", "flex message queue", "GAsyncQueue", 0.8},
+    {"queues", "wake-up of a sleeper", "notifying queue", "sleeps a message", 2.0},
+    {"queues", "wake-up of a sleeper", "notifying queue", "latency / sem_t", 4.0},
+    {"queues", "wake-up of a sleeper", "flex queue", "sleeps a message", 2.05},
+    {"queues", "wake-up of a sleeper", "flex queue", "latency / sem_t", 4.5},
+    {"queues", "wake-up of a sleeper", "flex message queue", "sleeps a message", 1.45},
+    {"queues", "wake-up of a sleeper", "flex message queue", "latency / sem_t", 3.0},
+
+    {"storage", "40 saves into 100", "save one", "SQLite, a transaction each", 0.35},
+    {"storage", "40 saves into 100, checksum refreshed", "save one", "SQLite, a transaction each",
+     0.55},
+    {"storage", "40 saves into 10000", "save one", "read(2) of the file", 2.0},
+    {"storage", "40 saves into 10000, checksum refreshed", "save one", "read(2) + zlib crc32", 1.5},
+    {"storage", "full save of 10,000", "saveAll", "zlib crc32 + one write(2)", 1.9},
+    {"storage", "full save of 10,000", "saveAll", "SQLite, one transaction", 0.35},
+    {"storage", "full save of 10,000", "saveAll", "LMDB, one transaction", 1.45},
+    {"storage", "start-up check, load and release of 10,000", "Initialize + loadAll + DeInitialize",
+     "read(2) of the file", 9},
+    {"storage", "start-up check, load and release of 10,000", "Initialize + loadAll + DeInitialize",
+     "SQLite quick_check + SELECT", 0.5},
+    {"storage", "start-up check, load and release of 10,000", "Initialize + loadAll + DeInitialize",
+     "LMDB open + copy", 1.4},
+
+    {"shared_memory", "4 KB there and back, attempts 0", "aeLock/Write/Read",
+     "2 memcpy + 2 sem_wait/post", 1.1},
+    {"shared_memory", "4 KB there and back, attempts 3", "aeLock/Write/Read",
+     "2 memcpy + 2 sem_wait/post", 1.1},
+
+    {"text", "1000 integers", "getIntegerAsString", "std::to_chars + strdup", 1.05},
+    {"text", "1000 integers", "getIntegerAsString", "asprintf", 0.38},
+    {"text", "1000 integers", "getIntegerAsString", "malloc + free", 3.5},
+    {"text", "1000 floats, 3 decimals", "getFloatAsString", "std::to_chars + strdup", 0.6},
+    {"text", "1000 floats, 3 decimals", "getFloatAsString", "g_strdup_printf", 0.17},
+    {"text", "1000 floats, 3 decimals", "getFloatAsString", "malloc + free", 6},
+    {"text", "a line of 3 tokens", "tokenizeString", kBestPeer, 0.65},
+    {"text", "a line of 3 tokens", "tokenizeString", "malloc + free a token", 2.5},
+    {"text", "a line of 10 tokens", "tokenizeString", kBestPeer, 0.75},
+    {"text", "a line of 10 tokens", "tokenizeString", "malloc + free a token", 2.5},
+    {"text", "a line of 100 tokens", "tokenizeString", kBestPeer, 0.85},
+    {"text", "a line of 100 tokens", "tokenizeString", "malloc + free a token", 2.5},
+
+    {"parameters", "every one of 8 parameters", "getAEParameterinArray", "GKeyFile", 0.5},
+    {"parameters", "every one of 100 parameters", "getAEParameterinArray", "GKeyFile", 2.7},
+
+};
+
+}  // namespace
+
+std::span<const Goal> Goals() {
+  return kGoals;
+}
+
+}  // namespace cu_bench
