@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # crash.sh BUILD [kills [seed]]: a process killed at each of its file calls, and then so many times
 # at a random moment, while it saves a store and while it writes a log; after each kill the files
-# are checked and a new process starts on them. Then the store
-# is started on twice as many states that a power cut can leave of its files.
+# are checked and a new process starts on them. Then the store is started on twice as many states
+# that a power cut can leave of its files.
 set -euo pipefail
 # shellcheck source=tests/long/verdict.sh
 source "$(dirname "${BASH_SOURCE[0]}")/verdict.sh"

@@ -107,6 +107,15 @@ class History {
   std::vector<Moment> moments_;
 };
 
+/// A file as far as a start reads it: a record header that is cut counts for nothing.
+std::string Read(const std::string &file) {
+  std::vector<Record> records;
+  StartCrc(file, &records);
+  size_t size = kFileHeader;
+  for (const Record &record : records) size += kRecordHeader + record.payload.size();
+  return file.substr(0, size);
+}
+
 class PowerCutTest : public StoreTest {
  protected:
   std::string Payload() { return std::string(1 + random_() % 1200, static_cast<char>(random_())); }
@@ -183,7 +192,7 @@ TEST_F(PowerCutTest, LeavesAStoreThatStartsWithWhatARefreshHadLeft) {
     EXPECT_EQ(left_backup, Backup()) << "a start leaves the backup alone";
     if (sound) {
       ++accepted;
-      EXPECT_EQ(1U, contents.count(left)) << "no mixture passes for a sound file";
+      EXPECT_EQ(1U, contents.count(Read(left))) << "no mixture passes for a sound file";
     } else if (ChecksOut(left_backup)) {
       ++restored;
     }
