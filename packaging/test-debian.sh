@@ -63,11 +63,11 @@ say "installation"
 mkdir "$root/packages"
 cp "$output"/*.deb "$root/packages"
 rm -f "$root"/packages/*-dbgsym_*
-# Nothing may be fetched: what the packages need is in a minimal root already.
-inside sh -c 'apt-get install -y -qq --no-download --no-install-recommends /packages/*.deb' \
+# dpkg fetches nothing: what the packages need is in a minimal root already, or this fails.
+inside sh -c 'dpkg --install /packages/*.deb' \
   >"$output/install.log" 2>&1 || { tail -n 20 "$output/install.log"; exit 1; }
 inside dpkg-query -W 'libcommonutilities*'
-inside sh -c 'dpkg --verify libcommonutilities13 libcommonutilities-dev libcommonutilities-tools'
+inside sh -c 'dpkg --verify libcommonutilities13 libcommonutilities-dev libcommonutilities-tools libcommonutilities-doc'
 
 say "an outside C project, through pkg-config"
 cp -r "$tree/tests/product/consumer-pkgconfig" "$tree/tests/product/consumer-cmake" "$root/root/"
@@ -98,7 +98,8 @@ inside sh -ec 'cd /root/examples/documents
   cuctl conf get boardd.json network mtu'
 
 say "removal"
-inside apt-get purge -y -qq 'libcommonutilities*' >/dev/null 2>&1
+inside dpkg --purge libcommonutilities-dev libcommonutilities-tools libcommonutilities-doc \
+  libcommonutilities13 >/dev/null
 left=$(inside find /usr /etc /var -iname '*commonutilities*' -not -path '/var/log/*')
 [[ -z $left ]] || { printf 'left behind:\n%s\n' "$left"; exit 1; }
 printf '\nthe packages are in %s\n' "$output"
