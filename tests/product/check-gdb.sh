@@ -31,6 +31,7 @@ expect() { # TEXT in both
     }
   done
 }
+# shellcheck disable=SC2016 # a name of gdb's
 expect 'tree:$1 = object of 2 = {'
 expect '"board" = "carrier-7"'
 expect '"fans" = array of 2 = {[0] = 1, [1] = object of 1 = {"rpm" = 2400}}'
