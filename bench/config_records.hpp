@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace cu_bench {
 
@@ -133,6 +135,11 @@ inline uint64_t ChecksumOf(const Config &config) {
     }
   }
   return sum.value();
+}
+
+/// One value of a tree with its name; a tree's sum is the same whatever the order of its members.
+inline uint64_t Leaf(std::string_view name, std::string_view text) {
+  return std::hash<std::string_view>()(name) * 31 + std::hash<std::string_view>()(text);
 }
 
 inline std::string ReadWhole(const char *path) {

@@ -10,7 +10,8 @@
 namespace cu_bench {
 
 uint64_t LoadConfigWithJsonC(const char *path);
-uint64_t BuildTreeWithJsonC(const std::string &text);
+/// The sum of the tree's leaves when it is wanted; else 0.
+uint64_t BuildTreeWithJsonC(const std::string &text, bool sum_wanted);
 void *ParseWithJsonC(const std::string &text);
 uint64_t FindPathsWithJsonC(void *root, const std::vector<std::string> &pointers);
 

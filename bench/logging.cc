@@ -11,7 +11,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -63,9 +67,11 @@ FILE *g_glib_file = nullptr;
 GLogWriterOutput WriteGlib(GLogLevelFlags level, const GLogField *fields, gsize count, gpointer) {
   if (level == G_LOG_LEVEL_DEBUG) return G_LOG_WRITER_HANDLED;  // a level that is off
   gchar *const text = g_log_writer_format_fields(level, fields, count, FALSE);
+  flockfile(g_glib_file);  // a line is two calls
   fputs(text, g_glib_file);
   fputc('\n', g_glib_file);
   fflush(g_glib_file);
+  funlockfile(g_glib_file);
   g_free(text);
   return G_LOG_WRITER_HANDLED;
 }
@@ -88,12 +94,37 @@ void PlainLine(int value) {
   fflush(g_plain_file);
 }
 
+std::string ReadFile(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 int g_floor_fd = -1;
 
 void FloorLine() {
   static constexpr char kLine[] =
       "[12345 : 12345 INFO (1700000000000000000)][fans.c:17]Sensor inlet reads 42 of 100\n";
   if (write(g_floor_fd, kLine, sizeof kLine - 1) < 0) abort();
+}
+
+/// Reading the lines back would count: only the check run does.
+bool g_checking = true;
+
+/// The sum of the messages that a unit of work adds to a file, whatever stands before them in their
+/// lines and in which order threads wrote them.
+cu_bench::Work Checked(const char *name, cu_bench::Work work) {
+  return [path = g_folder + "/" + name, work]() -> uint64_t {
+    if (!g_checking) return work();
+    const std::string before = ReadFile(path);
+    work();
+    std::istringstream added(ReadFile(path).substr(before.size()));
+    uint64_t sum = 0;
+    for (std::string line; std::getline(added, line);) {
+      const size_t begin = line.find("[fans.c:17]");
+      if (begin != std::string::npos) sum += std::hash<std::string>()(line.substr(begin));
+    }
+    return sum;
+  };
 }
 
 template <typename Line>
@@ -132,49 +163,49 @@ int main(int argc, char **argv) {
   g_floor_fd = open((g_folder + "/floor.log").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
 
   cu_bench::Family family("logging", cu_bench::Clock::kWall);
-  const auto library = [](int i) { LibraryPair(DBGLOG_INFO, i); };
-  const auto spd = [spdlog_logger](int i) {
-    spdlog_logger->info("[{}:{}]Sensor {} reads {} of {}", kName, 17, "inlet", i, 100);
+  const auto named = [&](std::string what, int threads) -> cu_bench::Workload & {
+    return family.AddWorkload(what + std::to_string(threads) +
+                              (threads == 1 ? " thread" : " threads"));
   };
   for (const int threads : {1, 2, 4}) {
-    auto &workload = family.AddWorkload("a flushed line, " + std::to_string(threads) +
-                                        (threads == 1 ? " thread" : " threads"));
-    workload.Add(Role::kLibrary, "logging pair", Threads(threads, library));
-    workload.Add(Role::kPeer, "spdlog", Threads(threads, spd));
-    workload.Add(Role::kPeer, "glog", Threads(threads, [](int i) {
-                   LOG(INFO) << "[" << kName << ":" << 17 << "]Sensor inlet reads " << i << " of "
-                             << 100;
-                 }));
-    workload.Add(Role::kPeer, "GLib",
-                 Threads(threads, [](int i) { GlibLine(G_LOG_LEVEL_INFO, i); }));
-    workload.Add(Role::kPeer, "mutex + fprintf + fflush", Threads(threads, PlainLine));
-    workload.Add(Role::kFloor, "write(2)", Threads(threads, [](int) { FloorLine(); }));
+    auto &workload = named("a flushed line, ", threads);
+    const auto add = [&](Role role, const char *name, const char *file, auto line) {
+      workload.Add(role, name, Checked(file, Threads(threads, line)));
+    };
+    add(Role::kLibrary, "logging pair", "library.log", [](int i) { LibraryPair(DBGLOG_INFO, i); });
+    add(Role::kPeer, "spdlog", "spdlog.log", [spdlog_logger](int i) {
+      spdlog_logger->info("[{}:{}]Sensor {} reads {} of {}", kName, 17, "inlet", i, 100);
+    });
+    add(Role::kPeer, "glog", "bench.INFO", [](int i) {
+      LOG(INFO) << "[" << kName << ":" << 17 << "]Sensor "
+                << "inlet"
+                << " reads " << i << " of " << 100;
+    });
+    add(Role::kPeer, "GLib", "glib.log", [](int i) { GlibLine(G_LOG_LEVEL_INFO, i); });
+    add(Role::kPeer, "mutex + fprintf + fflush", "plain.log", PlainLine);
+    workload.Add(Role::kFloor, "write(2)", Threads(threads, [](int) { FloorLine(); }),
+                 Check::kNone);
   }
   for (const int threads : {1, 2}) {
-    auto &workload = family.AddWorkload("a level that is off, " + std::to_string(threads) +
-                                        (threads == 1 ? " thread" : " threads"));
-    const auto many = [](auto line) {
-      return [line](int i) {
-        for (int n = 0; n < 10; ++n) line(i);
-      };
+    auto &workload = named("a level that is off, ", threads);
+    const auto add = [&](Role role, const char *name, const char *file, auto line) {
+      workload.Add(role, name, Checked(file, Threads(threads, [line](int i) {
+                                         for (int n = 0; n < 10; ++n) line(i);
+                                       })));
     };
-    workload.Add(Role::kLibrary, "logging pair",
-                 Threads(threads, many([](int i) { LibraryPair(DBGLOG_DEBUG, i); })));
-    workload.Add(Role::kPeer, "spdlog", Threads(threads, many([spdlog_logger](int i) {
-                                                  spdlog_logger->debug(
-                                                      "[{}:{}]Sensor {} reads {} of {}", kName, 17,
-                                                      "inlet", i, 100);
-                                                })));
-    workload.Add(Role::kPeer, "glog", Threads(threads, many([](int i) {
-                                                VLOG(1)
-                                                    << "[" << kName << ":" << 17
-                                                    << "]Sensor inlet reads " << i << " of " << 100;
-                                              })));
-    workload.Add(Role::kPeer, "GLib",
-                 Threads(threads, many([](int i) { GlibLine(G_LOG_LEVEL_DEBUG, i); })));
-    workload.Add(Role::kFloor, "an empty call",
-                 Threads(threads, many([](int i) { g_empty_call(i); })));
+    add(Role::kLibrary, "logging pair", "library.log", [](int i) { LibraryPair(DBGLOG_DEBUG, i); });
+    add(Role::kPeer, "spdlog", "spdlog.log", [spdlog_logger](int i) {
+      spdlog_logger->debug("[{}:{}]Sensor {} reads {} of {}", kName, 17, "inlet", i, 100);
+    });
+    add(Role::kPeer, "glog", "bench.INFO", [](int i) {
+      VLOG(1) << "[" << kName << ":" << 17 << "]Sensor "
+              << "inlet"
+              << " reads " << i << " of " << 100;
+    });
+    add(Role::kPeer, "GLib", "glib.log", [](int i) { GlibLine(G_LOG_LEVEL_DEBUG, i); });
+    add(Role::kFloor, "an empty call", "floor.log", [](int i) { g_empty_call(i); });
   }
+  family.AfterCheck([] { g_checking = false; }, [] { g_checking = true; });
   const int status = family.Main(argc, argv);
   DbgLog_DeInitDebugLogger();
   if (std::system(("rm -rf " + g_folder).c_str()) != 0) return 1;
