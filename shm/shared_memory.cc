@@ -19,16 +19,15 @@ constexpr uint64_t kLockPauseUs = 1000;
 static_assert(sizeof(void *) != 4 || sizeof(SharedMemorySegment) == 72);
 static_assert(sizeof(void *) != 4 || offsetof(SharedMemorySegment, owner) == 68);
 
-/// The memory's name with a terminator, which a name of 16 characters has not.
-class ShmName {
+/// A name of a record with a terminator, which a name that fills its field has not.
+template <size_t kSize>
+class Terminated {
  public:
-  explicit ShmName(const SharedMemorySegment &segment) {
-    memcpy(text_, segment.shmName, sizeof segment.shmName);
-  }
+  explicit Terminated(const char (&field)[kSize]) { memcpy(text_, field, kSize); }
   const char *c_str() const { return text_; }
 
  private:
-  char text_[sizeof SharedMemorySegment::shmName + 1] = {};
+  char text_[kSize + 1] = {};
 };
 
 int OpenFlags(bool create, bool writable) {
@@ -44,7 +43,7 @@ void Map(SharedMemorySegment &segment) {
   segment.fd = -1;
   sem_close(segment.sem);
   segment.sem = nullptr;
-  if (segment.owner != 0) shm_unlink(ShmName(segment).c_str());
+  if (segment.owner != 0) shm_unlink(Terminated(segment.shmName).c_str());
 }
 
 /// Whether the first `length` bytes of a mapping can be touched: none after a failed mapping, and
@@ -114,7 +113,8 @@ int aeInitializeSharedMemory(const char *shmName, const char *semName, uint8_t c
   segment->sem = sem_open(segment->semName, O_CREAT, 0644, 1);
   if (segment->sem == SEM_FAILED) return 0;
 
-  segment->fd = shm_open(ShmName(*segment).c_str(), OpenFlags(create != 0, writable != 0), 0600);
+  segment->fd =
+      shm_open(Terminated(segment->shmName).c_str(), OpenFlags(create != 0, writable != 0), 0600);
   if (segment->fd < 0) {
     // The semaphore stays open, as daemons that try again until the owner is up expect it.
     printf("%d %s\n", errno, strerror(errno));
@@ -143,8 +143,8 @@ int aeDeInitializeSharedMemory(SharedMemorySegment *segment) {
   segment->fd = -1;
   if (segment->owner == 0) return 1;
 
-  sem_unlink(segment->semName);
-  shm_unlink(ShmName(*segment).c_str());
+  sem_unlink(Terminated(segment->semName).c_str());
+  shm_unlink(Terminated(segment->shmName).c_str());
   return segment->owner;
 }
 
@@ -173,6 +173,6 @@ int aeWriteSharedMemory(SharedMemorySegment *segment, const void *buffer, uint32
 
 int aeClearSharedMemoryObjects(SharedMemorySegment *segment) {
   if (segment == nullptr) return 0;
-  return RemoveLeftover(ShmName(*segment).c_str(), "Failed to remove backingFile") &&
-         RemoveLeftover(segment->semName, "Failed to remove semName");
+  return RemoveLeftover(Terminated(segment->shmName).c_str(), "Failed to remove backingFile") &&
+         RemoveLeftover(Terminated(segment->semName).c_str(), "Failed to remove semName");
 }

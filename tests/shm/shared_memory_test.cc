@@ -72,6 +72,15 @@ TEST_F(Initialize, GivesTheMemoryToItsUserAlone) {
   EXPECT_EQ(0600U, status.st_mode & 07777);
 }
 
+TEST_F(Initialize, LetsOthersReadTheLockAlone) {
+  const mode_t mask = umask(0);
+  const Segment segment = Create(16);
+  umask(mask);
+  struct stat status;
+  ASSERT_EQ(0, stat(("/dev/shm/sem." + sem_name_).c_str(), &status));
+  EXPECT_EQ(0644U, status.st_mode & 07777);
+}
+
 TEST_F(Initialize, KeepsTheCreateFlagAsTheOwnerValue) {
   const Segment segment = Open(0x80, 1, 16);
   EXPECT_EQ(0x80, segment->owner);
@@ -269,6 +278,20 @@ TEST_F(DeInitialize, TwiceClosesNothingTwice) {
   EXPECT_EQ(0, aeReadSharedMemory(segment.get(), &byte, 1));
   EXPECT_EQ(0, aeLockSharedMemory(segment.get(), 1));
   EXPECT_EQ(0, aeUnLockSharedMemory(segment.get()));
+}
+
+TEST_F(DeInitialize, UsesALocksNameThatFillsItsField) {
+  std::string name = "/" + sem_name_;
+  name.resize(32, 'x');
+  sem_t *const lock = sem_open(name.c_str(), O_CREAT, 0600, 1);
+  ASSERT_NE(SEM_FAILED, lock);
+  sem_close(lock);
+  {
+    const Segment segment = Create(16);
+    memcpy(segment->semName, name.data(), sizeof segment->semName);
+  }
+  EXPECT_EQ(-1, sem_unlink(name.c_str()));
+  EXPECT_EQ(ENOENT, errno);
 }
 
 TEST_F(DeInitialize, LeavesOthersTheirMapping) {
@@ -657,6 +680,21 @@ TEST_F(Clear, UsesANameOf16CharactersWithoutATerminator) {
   cu_test::WriteFile(shm_file_, "old");
   EXPECT_EQ(1, Result());
   EXPECT_FALSE(std::filesystem::exists(shm_file_));
+}
+
+TEST_F(Clear, ReadsNoNameBeyondItsField) {
+  std::string name = "cu." + std::to_string(getpid());
+  name.resize(sizeof record_, 'x');
+  memset(static_cast<void *>(&record_), 'x', sizeof record_);
+  memcpy(record_.shmName, name.data(), sizeof record_.shmName);
+  memcpy(record_.semName, name.data(), sizeof record_.semName);
+  shm_file_ = "/tmp/" + name.substr(0, sizeof record_.shmName);
+  sem_file_ = "/tmp/" + name.substr(0, sizeof record_.semName);
+  cu_test::WriteFile(shm_file_, "old");
+  cu_test::WriteFile(sem_file_, "old");
+  EXPECT_EQ(1, Result());
+  EXPECT_FALSE(std::filesystem::exists(shm_file_));
+  EXPECT_FALSE(std::filesystem::exists(sem_file_));
 }
 
 TEST_F(Clear, LeavesTheSegmentAndItsLock) {
