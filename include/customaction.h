@@ -41,7 +41,7 @@
 
 CU_BEGIN_DECLS
 
-/** A custom action; zero-fill it before reading. */
+/** A custom action; zero-fill it first. A key that a document repeats loses the earlier value. */
 typedef struct AmbrelJsonCustomAction {
   rfString action;              /**< "action": the action's name */
   rfString text;                /**< never filled by the reader, but released */

@@ -220,6 +220,22 @@ TEST(RealFault, OfAbortLeavesTheAbortingFunctionInTheLog) {
   EXPECT_THAT(logger.lines(), Each(StartsWith(LineStart(child.pid()))));
 }
 
+TEST(RealFault, OfARaisedSigabrtLogsItsBacktraceBeforeTheCallbackRuns) {
+  Logger logger;
+  Child child([] {
+    InitSignals();
+    InitSignalsWithCallback(
+        [](void *) { DbgLog_DumptoLog(DBGLOG_INFO, "[%s:%d]callback\n", "test", __LINE__); },
+        1U << SIGABRT, nullptr);
+    FrameThatRaises(SIGABRT);
+    return 5;
+  });
+  EXPECT_EQ(5, child.Wait().status());
+  const std::vector<std::string> lines = logger.lines();
+  ASSERT_GT(lines.size(), 1U);
+  EXPECT_EQ("INFO [test]callback", lines.back());
+}
+
 TEST(RealFault, LogsItsBacktraceBeforeTheCallbackRuns) {
   Logger logger;
   Child child([] {

@@ -1,4 +1,5 @@
 // Reading and executing custom actions while allocations and dlopen() fail.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -82,6 +83,7 @@ TEST_F(Executing, WithoutMemoryForTheCopyGivesZeroAndLosesNothing) {
       fired = fault.fired();
     }
     EXPECT_EQ(fired ? 0U : 5U, result);
+    EXPECT_EQ(nullptr, dlopen(ACTIONS_PLUGIN, RTLD_LAZY | RTLD_NOLOAD)) << "it is still loaded";
     free_rfAECommonConfigConfigParamArray(&output_);
     output_ = {};
   }

@@ -85,6 +85,17 @@ TEST(CustomAction, GivesTheResultOfTheReaderOfEachKey) {
   free_AmbrelJsonCustomAction(&action);
 }
 
+TEST(CustomAction, KeepsTheLastOfARepeatedKeyAndLosesTheEarlier) {
+  AmbrelJsonCustomAction action = {};
+  Give(deserialize_AmbrelJsonCustomAction, &action, "plugin", "first");
+  char *const first = action.plugin;
+  Give(deserialize_AmbrelJsonCustomAction, &action, "plugin", "second");
+  EXPECT_STREQ("second", action.plugin);
+  EXPECT_STREQ("first", first);  // nobody has freed it, nor will
+  free(first);
+  free_AmbrelJsonCustomAction(&action);
+}
+
 TEST(CustomAction, GivesZeroForAnUnknownKey) {
   AmbrelJsonCustomAction action = {};
   for (const char *const key : {"", "Action", "text", "executionstate", "pluginPath", "method"}) {

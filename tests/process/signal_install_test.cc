@@ -18,6 +18,7 @@ uint32_t g_refused = 0;
 int g_backtraces = 0;
 size_t g_installed_by_then = 0;
 bool g_no_symbols = false;
+int32_t g_slot_taken_meanwhile = -1;
 
 }  // namespace
 
@@ -28,6 +29,7 @@ char **__real_backtrace_symbols(void *const *frames, int size);
 
 int __wrap_sigaction(int signal, const struct sigaction *, struct sigaction *) {
   g_installed.push_back(signal);
+  g_slot_taken_meanwhile = InitSignalsWithCallback(nullptr, 0, nullptr);
   return (g_refused >> signal & 1U) != 0 ? -1 : 0;
 }
 
@@ -107,6 +109,14 @@ TEST_F(Installing, GivesTheResultOfTheLastHandlerAlone) {
     EXPECT_EQ(0, InitSignals());
     EXPECT_EQ(-1, AmbrelInitSignals(1U << SIGTERM | 1U << SIGPWR));
   });
+}
+
+TEST_F(Installing, RemovesCallbacksBeforeTheFirstHandler) {
+  for (int i = 0; i < AMBREL_SIGNAL_CALLBACKS; ++i) InitSignalsWithCallback(nullptr, 0, nullptr);
+  AmbrelInitSignals(1U << SIGTERM | 1U << SIGPWR);
+  EXPECT_EQ(1, g_slot_taken_meanwhile);
+  EXPECT_EQ(2, InitSignalsWithCallback(nullptr, 0, nullptr));
+  AmbrelInitSignals(0);
 }
 
 TEST_F(Installing, LoadsTheUnwinderBeforeAHandlerNeedsIt) {
