@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -173,6 +175,7 @@ struct Property {
 
 struct Schema {
   const char *name;
+  size_t size;  // of the record
   rfDeserializeFn read;
   rfDeserializeFn read_array;
   std::vector<Property> properties;
@@ -181,6 +184,7 @@ struct Schema {
 const std::vector<Schema> &Schemas() {
   static const std::vector<Schema> schemas = {
       {"Board",
+       sizeof(rfAEBoardTopology),
        deserialize_rfAEBoardTopology,
        deserialize_rfAEBoardTopologyArray,
        {{"AEBus", Kind::kList},
@@ -188,6 +192,7 @@ const std::vector<Schema> &Schemas() {
         {"platformid", Kind::kText},
         {"devicefiles", Kind::kList}}},
       {"SegmentBoard",
+       sizeof(rfAEBoardSegmentTopology),
        deserialize_rfAEBoardSegmentTopology,
        deserialize_rfAEBoardSegmentTopologyArray,
        {{"AEBusSegment", Kind::kList},
@@ -195,6 +200,7 @@ const std::vector<Schema> &Schemas() {
         {"platformid", Kind::kText},
         {"bus", Kind::kNumber}}},
       {"Bus",
+       sizeof(rfAEBoardTopologyAEBus),
        deserialize_rfAEBoardTopologyAEBus,
        deserialize_rfAEBoardTopologyAEBusArray,
        {{"AEBUSSegment", Kind::kList},
@@ -203,6 +209,7 @@ const std::vector<Schema> &Schemas() {
         {"id", Kind::kNumber},
         {"protocol", Kind::kText}}},
       {"Segment",
+       sizeof(rfAEBoardTopologyAEBUSSegment),
        deserialize_rfAEBoardTopologyAEBUSSegment,
        deserialize_rfAEBoardTopologyAEBUSSegmentArray,
        {{"AEDevice", Kind::kList},
@@ -211,6 +218,7 @@ const std::vector<Schema> &Schemas() {
         {"segmentpath", Kind::kText},
         {"powerstate", Kind::kText}}},
       {"Device",
+       sizeof(rfAEBoardTopologyAEDevice),
        deserialize_rfAEBoardTopologyAEDevice,
        deserialize_rfAEBoardTopologyAEDeviceArray,
        {{"ClassID", Kind::kNumber},
@@ -222,6 +230,7 @@ const std::vector<Schema> &Schemas() {
         {"value", Kind::kNumber},
         {"SensorList", Kind::kList}}},
       {"Sensor",
+       sizeof(rfAEBoardTopologyAESensor),
        deserialize_rfAEBoardTopologyAESensor,
        deserialize_rfAEBoardTopologyAESensorArray,
        {{"ClassID", Kind::kNumber},
@@ -233,6 +242,7 @@ const std::vector<Schema> &Schemas() {
         {"Cacheable", Kind::kBoolean},
         {"DisableOnUpdate", Kind::kBoolean}}},
       {"Monitor",
+       sizeof(rfAESensorMonitor),
        deserialize_rfAESensorMonitor,
        deserialize_rfAESensorMonitorArray,
        {{"sensorType", Kind::kType},
@@ -240,6 +250,7 @@ const std::vector<Schema> &Schemas() {
         {"id", Kind::kNumber},
         {"activeLow", Kind::kBoolean}}},
       {"Rule",
+       sizeof(rfAESensorMonitorRule),
        deserialize_rfAESensorMonitorRule,
        deserialize_rfAESensorMonitorRuleArray,
        {{"enableRule", Kind::kText}, {"disableRule", Kind::kText}, {"sensors", Kind::kList}}}};
@@ -322,7 +333,22 @@ struct Pair {
   void *list = nullptr;
 };
 
+/// While it lives, what malloc() gives is not zero by chance.
+class DirtyHeap {
+ public:
+  DirtyHeap() { mallopt(M_PERTURB, 0x5A); }
+  ~DirtyHeap() { mallopt(M_PERTURB, 0); }
+};
+
+/// Whether every element of a list is zeroed, down to its last byte.
+bool IsZeroed(const Pair &pair, size_t record_size) {
+  const auto *const bytes = static_cast<const unsigned char *>(pair.list);
+  return std::all_of(bytes, bytes + pair.count * record_size,
+                     [](unsigned char b) { return b == 0; });
+}
+
 TEST_P(EachRecord, GrowsItsListByZeroedElements) {
+  const DirtyHeap dirty;
   Pair pair;
   const rfDeserializeFn read_array = GetParam().read_array;
   EXPECT_EQ(0, Give(read_array, &pair, "Unknown", "x"));
@@ -331,14 +357,17 @@ TEST_P(EachRecord, GrowsItsListByZeroedElements) {
   EXPECT_EQ(2U, pair.count);
   EXPECT_EQ(0, Give(read_array, &pair, "Unknown", "x", JSON_TOKEN_STRING, 1));
   EXPECT_EQ(0, Give(read_array, &pair, "Unknown", "x", JSON_TOKEN_STRING, 0));
-  EXPECT_EQ(2U, pair.count);
+  ASSERT_EQ(2U, pair.count);
+  EXPECT_TRUE(IsZeroed(pair, GetParam().size));
   free(pair.list);
 }
 
 TEST_P(EachRecord, GrowsItsListToAnIndexBeyondTheCount) {
+  const DirtyHeap dirty;
   Pair pair;
   EXPECT_EQ(0, Give(GetParam().read_array, &pair, "Unknown", "x", JSON_TOKEN_STRING, 5));
-  EXPECT_EQ(6U, pair.count);
+  ASSERT_EQ(6U, pair.count);
+  EXPECT_TRUE(IsZeroed(pair, GetParam().size));
   free(pair.list);
 }
 

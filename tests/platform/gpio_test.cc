@@ -384,7 +384,9 @@ TEST_F(Gpio, IntrInitIgnoresWhatTheFirstThreeStepsGive) {
 TEST_F(Gpio, IntrInitWithoutAValueFileFailsAndClearsTheFlag) {
   Put("export", "");
   uint32_t fired = 1;
-  EXPECT_EQ(-1, gpio_intr_init(18, &fired, "both"));
+  EXPECT_THAT(Logged([&] { EXPECT_EQ(-1, gpio_intr_init(18, &fired, "both")); }),
+              ElementsAre("DEBUG [ae-gpio]gpio/export success", "DEBUG [ae-gpio]gpio/set dir fail",
+                          "DEBUG [ae-gpio]gpio/set-edge", "DEBUG [ae-gpio]GPIO fd_open error"));
   EXPECT_EQ(0U, fired);
 }
 
