@@ -192,6 +192,23 @@ TEST_F(StoreFaultsTest, LoadWithoutMemoryKeepsAPrefixOrNothingAndReturnsZero) {
   EXPECT_TRUE(freed_all);
 }
 
+TEST_F(StoreFaultsTest, LoadAllocatesNothingForALengthBeyondTheFile) {
+  const std::string cut = HeaderBytes(1, 0) + std::string(10, '\4');
+  const auto allocations = [&](const std::string &file) {
+    Begin();
+    EXPECT_TRUE(Start());
+    WriteFile(primary(), file);
+    const Fault count(Call::kMemory, 0);
+    loadAllAmbrelStorageEntries(store_);
+    EXPECT_EQ(0, store_->entryCount);
+    return count.calls();
+  };
+  for (const uint32_t length : {4U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+    const std::string lying = HeaderBytes(1, 0) + RecordBytes({.payload = "abc", .length = length});
+    EXPECT_EQ(allocations(cut), allocations(lying)) << length;
+  }
+}
+
 TEST_F(StoreFaultsTest, CreateWhoseArrayCannotGrowFreesAllEntriesUnderTheLockThatIsHeld) {
   for (const uint32_t held : {0U, 1U}) {
     BeginRunning();
