@@ -4,7 +4,8 @@ include(CMakePackageConfigHelpers)
 install(TARGETS commonutilities EXPORT commonutilities-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/commonutilities COMPONENT dev FILES_MATCHING PATTERN "*.h")
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/commonutilities COMPONENT dev
+  FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 
 set(_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/commonutilities)
 install(EXPORT commonutilities-targets NAMESPACE commonutilities::
