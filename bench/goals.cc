@@ -137,6 +137,7 @@ constexpr Goal kGoals[] = {
     {"parameters", "every one of 8 parameters", "getAEParameterinArray", "GKeyFile", 0.5},
     {"parameters", "every one of 100 parameters", "getAEParameterinArray", "GKeyFile", 2.7},
 
+    {"loading", "private memory of a loaded library", "commonutilities", "of json-c's", 1.5},
 };
 
 }  // namespace

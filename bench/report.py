@@ -27,6 +27,7 @@ TITLES = {
     "logging": "Logging", "checksums": "Checksums", "map": "Hash map", "rpn": "RPN",
     "queues": "Queues and wake-ups", "storage": "Record store", "shared_memory": "Shared memory",
     "text": "Formatting and tokens", "parameters": "Parameter lookup",
+    "loading": "A loaded library",
 }
 
 
