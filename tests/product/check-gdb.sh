@@ -2,7 +2,7 @@
 # check-gdb.sh PROGRAM SCRIPT: gdb with the library's printers shows each record of the program by what
 # it holds, live and from a core file, and cu-log shows the end of its log.
 set -euo pipefail
-program=$1 script=$2
+program=$(realpath "$1") script=$(realpath "$2")
 
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
