@@ -26,7 +26,8 @@ static void stop_here(void) {
 
 int main(int argc, char **argv) {
   static const char document[] = "{\"board\":\"carrier-7\",\"fans\":[1,{\"rpm\":2400}]}";
-  static const char *const log_names[] = {"old", "middle", "newest"};
+  static const char *const log_names[] = {"old", "middle\x1b[31m [1 : 1 ERROR (0)]not a line",
+                                          "newest"};
   uint32_t subscriber = 0;
   uint32_t port = 443;
   if (argc != 3) return 2;
@@ -49,9 +50,13 @@ int main(int argc, char **argv) {
   init_Flexqueue(&table, 4, 1000);
   insertFlexQueueEntry(&table, strdup("row"), 5, 0);
 
-  DbgLog_InitDebugLogger(argv[1], argv[2], 65536, 255);
-  for (int i = 0; i < 3; ++i)
-    DbgLog_DumptoLog(DBGLOG_ERROR, "[%s:%d]%s\n", "demo", i, log_names[i]);
+  /* A log that has started over: its newest line stands in front of older ones. */
+  DbgLog_InitDebugLogger(argv[1], argv[2], 1024, 255);
+  for (int i = 0; i < 42; ++i) {
+    const int name = i < 40 ? 0 : i - 39;
+    DbgLog_DumptoLog(DBGLOG_ERROR, "[%s:%d]%s\n", "demo", name, log_names[name]);
+    if (!DbgLog_GetEnabledLogger()->loggingEnabled) DbgLog_ChangeLogSettings(255);
+  }
   stop_here();
   return 0;
 }

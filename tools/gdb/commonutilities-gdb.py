@@ -3,6 +3,8 @@
 gdb loads this by itself once the library is (see its "auto-load" settings), or by hand:
     source commonutilities-gdb.py
 """
+import datetime
+import os
 import re
 import struct
 
@@ -219,9 +221,11 @@ class LogCommand(gdb.Command):
     """Show the end of the circular log of the program, or of the core file's program.
 
 cu-log [COUNT] [FILE]: the last COUNT lines (20) in the order of time, from the file that the logger
-names or from FILE. The lines are on disk, not in the core file: bring the log along."""
+names or from FILE. The lines are on disk, not in the core file: bring the log along. With a sysroot
+the log is looked for there, too."""
 
-    HEAD = re.compile(rb"\[(\d+) : (\d+) ([A-Z]+) \((\d+)\)\]")
+    # At the beginning of a line alone: what looks like a head within a message is the message's.
+    HEAD = re.compile(rb"^\[(\d+) : (\d+) ([A-Z]+) \((\d+)\)\]", re.MULTILINE)
 
     def __init__(self):
         super().__init__("cu-log", gdb.COMMAND_DATA)
@@ -237,13 +241,28 @@ names or from FILE. The lines are on disk, not in the core file: bring the log a
                 raise gdb.GdbError("the program has no logger")
             gdb.write("%s\n" % block.dereference().format_string(raw=False))
             path = stored_path(block["logFilePath"])
+            sysroot = gdb.parameter("sysroot").replace("target:", "")
+            if sysroot and os.path.isfile(os.path.join(sysroot, path.lstrip("/"))):
+                path = os.path.join(sysroot, path.lstrip("/"))
         try:
             with open(path, "rb") as file:
                 content = file.read()
         except OSError as error:
-            raise gdb.GdbError("%s: %s" % (path, error.strerror))
-        for line in self.lines(content)[-count:] if count else []:
-            gdb.write(line.decode(errors="backslashreplace") + "\n")
+            raise gdb.GdbError("%s: %s; say where the log is: cu-log %d FILE" %
+                               (path, error.strerror, count))
+        for time, line in self.lines(content)[-count:] if count else []:
+            gdb.write(self.readable(time, line.decode(errors="backslashreplace")) + "\n")
+
+    @staticmethod
+    def readable(time, line):
+        """The line with a date instead of nanoseconds, and without what a terminal would obey."""
+        try:
+            date = datetime.datetime.fromtimestamp(time // 10**9).strftime("%Y-%m-%d %H:%M:%S")
+        except (OverflowError, ValueError, OSError):
+            date = "?"
+        line = line.replace(" (%d)]" % time, "]", 1)
+        line = "".join(c if c.isprintable() or c == "\n" else "\\x%02x" % ord(c) for c in line)
+        return "%s.%06d  %s" % (date, time % 10**9 // 1000, line)
 
     def lines(self, content):
         position = struct.unpack("<I", content[:4])[0] if len(content) >= 4 else 4
@@ -255,15 +274,21 @@ names or from FILE. The lines are on disk, not in the core file: bring the log a
             for head, following in zip(heads, heads[1:] + [None]):
                 message = piece[head.start():following.start() if following else len(piece)]
                 found.append((int(head.group(4)), message.rstrip(b"\n")))
-        return [line for _, line in sorted(found, key=lambda entry: entry[0])]
+        return sorted(found, key=lambda entry: entry[0])
 
 
 class Printers(gdb.printing.PrettyPrinter):
+    # With fields that tell the record from one of the program's own: Map and Queue are common names.
     BY_NAME = {
-        "JsonNode": JsonNodePrinter, "Map": MapPrinter, "Stack": StackPrinter, "Queue": RingPrinter,
-        "SimpleQueue": RingPrinter, "FlexQueue": FlexQueuePrinter,
-        "FlexMsgQueue": FlexMsgQueuePrinter, "MessageQueue": MessageQueuePrinter,
-        "DBGLogCtrl": DBGLogCtrlPrinter}
+        "JsonNode": (JsonNodePrinter, {"kind", "key", "body", "lastElement"}),
+        "Map": (MapPrinter, {"buckets", "nbuckets", "nnodes", "keyType"}),
+        "Stack": (StackPrinter, {"items", "count", "readIndex", "fifoMode"}),
+        "Queue": (RingPrinter, {"head", "count", "capacity", "slots", "notifyDisabled"}),
+        "SimpleQueue": (RingPrinter, {"head", "count", "capacity", "slots"}),
+        "FlexQueue": (FlexQueuePrinter, {"count", "capacity", "slots", "broadcastMode"}),
+        "FlexMsgQueue": (FlexMsgQueuePrinter, {"subs", "subCount", "autopurge"}),
+        "MessageQueue": (MessageQueuePrinter, {"count", "capacity", "wraps", "entries"}),
+        "DBGLogCtrl": (DBGLogCtrlPrinter, {"magic", "logLevelMask", "logFilePath"})}
 
     def __init__(self):
         super().__init__("commonutilities", [])
@@ -272,12 +297,12 @@ class Printers(gdb.printing.PrettyPrinter):
         kind = value.type.strip_typedefs()
         if kind.code != gdb.TYPE_CODE_STRUCT or kind.name is None:
             return None
+        fields = [field.name for field in kind.fields()]
         if kind.name in self.BY_NAME:
-            return self.BY_NAME[kind.name](value)
-        if re.fullmatch(r"(rf|Ambrel)\w*Array", kind.name):
-            fields = [field.name for field in kind.fields()]
-            if fields[:2] == ["count", "list"]:
-                return Elements(value)
+            printer, needed = self.BY_NAME[kind.name]
+            return printer(value) if needed.issubset(fields) else None
+        if re.fullmatch(r"(rf|Ambrel)\w*Array", kind.name) and fields[:2] == ["count", "list"]:
+            return Elements(value)
         return None
 
 
