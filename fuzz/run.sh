@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # run.sh FOLDER [seconds] [target...]: runs the fuzz targets, all or the named ones, each for so many
-# seconds, over the kept corpus; new inputs stay in the build folder. Leaks are looked for except
-# where the interface loses memory by design: repeated keys, malformed files. CU_SEED in the
-# environment is the seed.
+# seconds, from the kept corpus on; new inputs stay in the build folder until keep.sh keeps them.
+# Leaks are looked for except where the interface loses memory by design: repeated keys, malformed
+# files. CU_SEED in the environment is the seed.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 folder=$(cd "$1" && pwd)
@@ -20,14 +20,15 @@ for target in "${targets[@]}"; do
   # Each malformed file loses its tokens for good: a process of its own every few seconds.
   extra=()
   [[ $target != json_file ]] || extra=(-fork=1)
-  mkdir -p "$folder/found/$target" "$here/corpus/$target"
+  mkdir -p "$folder/found/$target"
+  [[ ! -f $here/corpus/$target.tar.xz ]] || tar -xJf "$here/corpus/$target.tar.xz" -C "$folder/found/$target"
   printf '== %s, %s s\n' "$target" "$seconds"
   status=0
   (cd "$folder/found" && ASAN_OPTIONS=detect_leaks=$leaks "$folder/fuzz_$target" \
     -seed="${CU_SEED:-0}" -max_total_time="$seconds" -timeout=5 \
     -rss_limit_mb=1024 -malloc_limit_mb=256 -max_len=65536 \
     -print_final_stats=1 -dict="$here/documents.dict" "${extra[@]}" \
-    "$folder/found/$target" "$here/corpus/$target") >"$folder/found/$target.log" 2>&1 || status=$?
+    "$folder/found/$target") >"$folder/found/$target.log" 2>&1 || status=$?
   if ((status)); then
     tail -n 60 "$folder/found/$target.log"
     printf 'fuzz_%s FAILED\n' "$target"
