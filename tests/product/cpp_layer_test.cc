@@ -442,11 +442,13 @@ TEST(SharedRecord, IsSeenThroughASecondHandle) {
     uint32_t sequence;
     double celsius;
   };
-  const std::string lock = "cpplayer." + std::to_string(getpid());
-  auto made = cu::SharedRecord<Readings>::create("/cpplayertest", lock.c_str());
+  char name[16];
+  std::snprintf(name, sizeof name, "/layer.%d", static_cast<int>(getpid()) % 10000000);
+  const std::string lock = std::string("layer.") + std::to_string(getpid());
+  auto made = cu::SharedRecord<Readings>::create(name, lock.c_str());
   auto owner = std::move(made);
   ASSERT_TRUE(owner);
-  auto reader = cu::SharedRecord<Readings>::open("/cpplayertest", lock.c_str());
+  auto reader = cu::SharedRecord<Readings>::open(name, lock.c_str());
   ASSERT_TRUE(reader);
   {
     const auto held = owner.lock(50);
@@ -459,7 +461,7 @@ TEST(SharedRecord, IsSeenThroughASecondHandle) {
   ASSERT_TRUE(reader.read());
   EXPECT_EQ(7U, reader.read()->sequence);
   EXPECT_EQ(41.5, reader.read()->celsius);
-  EXPECT_FALSE(cu::SharedRecord<Readings>::open("/cpplayernone", lock.c_str()));
+  EXPECT_FALSE(cu::SharedRecord<Readings>::open("/layer.none", lock.c_str()));
 }
 
 TEST(PlugIn, IsOpenedAndClosed) {
