@@ -2,19 +2,9 @@
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
-
-#include <fcntl.h>
 
 #include "fuzz/scratch_file.hpp"
 #include "include/dbglog.h"
-
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-  // The logger tells on standard error what it opens.
-  const int null = open("/dev/null", O_WRONLY);
-  if (null >= 0) dup2(null, STDERR_FILENO);
-  return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 2) return 0;

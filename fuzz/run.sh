@@ -17,9 +17,11 @@ for target in "${targets[@]}"; do
     json_file | walk_* | store_file | node_tree | generic_parser) leaks=0 ;;
     *) leaks=1 ;;
   esac
-  # Each malformed file loses its tokens for good: a process of its own every few seconds.
   extra=()
-  [[ $target != json_file ]] || extra=(-fork=1)
+  case $target in
+    json_file) extra=(-fork=1) ;; # each malformed file loses its tokens for good: a new process now and then
+    log_settings) extra=(-close_fd_mask=2) ;; # the logger tells on standard error what it opens
+  esac
   mkdir -p "$folder/found/$target"
   [[ ! -f $here/corpus/$target.tar.xz ]] || tar -xJf "$here/corpus/$target.tar.xz" -C "$folder/found/$target"
   printf '== %s, %s s\n' "$target" "$seconds"
