@@ -102,11 +102,12 @@ class Flex final : public Channel {
     getFlexQueueIter(&queue_, &iter, 1);
     FlexEntry *const peeked = peekFlexQueueEntry(&iter, 1);
     FlexEntry *const entry = peeked == nullptr ? nullptr : deQueueFlexEntry(&iter, 1);
+    if (entry != nullptr)
+      FreeFlexQueueEntry(peeked, 1);  // the peek's reference, while locked anyway
     unlockFlexQueue(&queue_);
-    if (peeked == nullptr) return false;
-    memcpy(&out, peeked->data, sizeof out);
-    FreeFlexQueueEntry(peeked, 0);
-    if (entry != nullptr) FreeFlexQueueEntry(entry, 0);
+    if (entry == nullptr) return false;
+    memcpy(&out, entry->data, sizeof out);
+    FreeFlexQueueEntry(entry, 0);
     return true;
   }
   void Wait(int milliseconds) override { waitOnFlexQueue(&queue_, 0, milliseconds); }
