@@ -36,8 +36,8 @@ fi
 (cd "$tree" &&
   DEB_BUILD_OPTIONS="nocheck parallel=$(nproc)" dpkg-buildpackage --no-sign) >"$output/build.log" 2>&1 ||
   { tail -n 40 "$output/build.log"; exit 1; }
-rm -f "$output"/*.deb "$output"/*.dsc "$output"/*.changes "$output"/*.tar.xz
-(cd "$scratch" && mv -- *.deb *.dsc *.changes *.tar.xz "$output")
+rm -f "$output"/*.deb "$output"/*.dsc "$output"/*.changes "$output"/*.buildinfo "$output"/*.tar.xz
+(cd "$scratch" && mv -- *.deb *.dsc *.changes *.buildinfo *.tar.xz "$output")
 (cd "$output" && stat -c '%9s  %n' -- *.deb)
 
 say "lintian"
