@@ -512,7 +512,10 @@ std::vector<cu_bench::Figure> WakeUps(int rounds) {
     const auto channel = kind.make();
     add(kind.role, kind.name,
         MeasureWakeUp(
-            rounds, [&](uint64_t number) { channel->Send(number); },
+            rounds,
+            [&](uint64_t number) {
+              while (!channel->Send(number)) sched_yield();  // a small one is full at times
+            },
             [&](Message &out) { return channel->Receive(out); }, [&] { channel->Wait(1000); }));
   }
   add(Role::kFloor, "sem_t", floor);
