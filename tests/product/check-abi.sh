@@ -9,11 +9,13 @@ if [[ $1 == --update ]]; then
   shift
 fi
 library=$1 include=$2 baseline=$3
+root=$(cd "$include/.." && pwd -P)
 
 # Without a corpus path and source locations the file is the same wherever it was built.
 describe() {
   abidw --headers-dir "$include" --exported-interfaces-only --no-show-locs --no-corpus-path \
     --no-comp-dir-path --out-file "$1" "$library"
+  sed -i "s|path='$root/|path='|" "$1"
 }
 
 if [[ -n $update ]]; then
