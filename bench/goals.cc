@@ -112,7 +112,7 @@ constexpr Goal kGoals[] = {
     {"storage", "start-up check, load and release of 10,000", "Initialize + loadAll + DeInitialize",
      "read(2) of the file", 9},
     {"storage", "start-up check, load and release of 10,000", "Initialize + loadAll + DeInitialize",
-     "SQLite quick_check + SELECT", 0.5},
+     "SQLite open + quick_check + SELECT", 0.5},
     {"storage", "start-up check, load and release of 10,000", "Initialize + loadAll + DeInitialize",
      "LMDB open + copy", 1.4},
 

@@ -1,5 +1,6 @@
 // Writing the records of a configuration document as JSON text, finalised and freed. Every writer
-// writes the same document in a layout of its own; the check compares what it says.
+// gets C strings, as the records hold them, and writes the same document in a layout of its own;
+// the check compares what it says.
 #include <cjson/cJSON.h>
 #include <glib.h>
 #include <rapidjson/stringbuffer.h>
@@ -99,7 +100,7 @@ uint64_t WithRapidjson(const std::vector<Block> &blocks) {
   rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
   const auto string = [&](const char *key, const std::string &value) {
     writer.Key(key);
-    writer.String(value.c_str(), static_cast<rapidjson::SizeType>(value.size()));
+    writer.String(value.c_str());
   };
   writer.StartObject();
   writer.Key("ipcName");
@@ -159,7 +160,7 @@ uint64_t WithYajl(const std::vector<Block> &blocks) {
   };
   const auto member = [&](const char *key, const std::string &value) {
     string(key, strlen(key));
-    string(value.c_str(), value.size());
+    string(value.c_str(), strlen(value.c_str()));
   };
   yajl_gen_map_open(generator);
   member("ipcName", "/boardd");

@@ -15,6 +15,7 @@
 #include "logging/circular_log_file.hpp"
 #include "logging/hex_dump.hpp"
 #include "logging/logger_lock.hpp"
+#include "logging/message_format.hpp"
 #include "logging/thread_tag.hpp"
 #include "logging/time_stamp.hpp"
 
@@ -64,14 +65,12 @@ char *AppendHeader(char *dst, uint32_t level, Stamp stamp) {
   return dst;
 }
 
-/// Header and message; returns the length, which a NUL that the message prints ends.
+/// Header and message; returns the length.
 size_t ComposeLine(char (&line)[kLineSize], uint32_t level, Stamp stamp, const char *format,
                    va_list arguments) {
   char *const message = AppendHeader(line, level, stamp);
-  const size_t room = kLineSize - static_cast<size_t>(message - line);
-  *message = '\0';
-  vsnprintf(message, room, format, arguments);
-  return static_cast<size_t>(message - line) + strnlen(message, room - 1);
+  const auto header = static_cast<size_t>(message - line);
+  return header + cu::FormatMessage(message, kLineSize - header, format, arguments);
 }
 
 /// The gate of the file outputs: two loads and no lock.

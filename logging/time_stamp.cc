@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "logging/time_stamp.hpp"
+#include "text/digits.hpp"
 
 namespace cu {
 namespace {
@@ -25,11 +26,10 @@ char *AppendTimeStamp(char *dst, const timespec &time) {
   }
   // The digits of the seconds and nine of the nanoseconds are those of the product and sum, without
   // a 64-bit division for each of them.
-  dst = std::to_chars(dst, end, static_cast<uint32_t>(time.tv_sec)).ptr;
-  uint32_t nanoseconds = static_cast<uint32_t>(time.tv_nsec);
-  for (char *digit = dst + 9; digit != dst; nanoseconds /= 10) {
-    *--digit = static_cast<char>('0' + nanoseconds % 10);
-  }
+  const auto seconds = static_cast<uint32_t>(time.tv_sec);
+  dst += CountDigits(seconds);
+  DigitsBefore(dst, seconds);
+  PaddedDigitsBefore(dst + 9, static_cast<uint32_t>(time.tv_nsec), 9);
   return dst + 9;
 }
 
