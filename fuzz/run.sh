@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # run.sh FOLDER [seconds] [target...]: runs the fuzz targets, all or the named ones, each for so many
-# seconds, from the kept corpus on; new inputs stay in the build folder until keep.sh keeps them.
-# Leaks are looked for except where the interface loses memory by design: repeated keys, malformed
-# files. CU_SEED in the environment is the seed.
+# seconds, from the kept corpus on, as many at a time as there are processors; new inputs stay in the
+# build folder until keep.sh keeps them. Leaks are looked for except where the interface loses memory
+# by design: repeated keys, malformed files. CU_SEED in the environment is the seed.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 folder=$(cd "$1" && pwd)
@@ -12,29 +12,43 @@ targets=("$@")
 ((${#targets[@]})) || mapfile -t targets < <(
   find "$folder" -maxdepth 1 -name 'fuzz_*' -type f -executable -printf '%f\n' | sed 's/^fuzz_//' | sort)
 
-for target in "${targets[@]}"; do
+fuzz() { # TARGET
+  local target=$1 leaks=1 extra=() status=0
+  local log=$folder/found/$target.log
   case $target in
     json_file | walk_* | store_file | node_tree | generic_parser) leaks=0 ;;
-    *) leaks=1 ;;
   esac
-  extra=()
   case $target in
     json_file) extra=(-fork=1) ;; # each malformed file loses its tokens for good: a new process now and then
     log_settings) extra=(-close_fd_mask=2) ;; # the logger tells on standard error what it opens
   esac
   mkdir -p "$folder/found/$target"
   [[ ! -f $here/corpus/$target.tar.xz ]] || tar -xJf "$here/corpus/$target.tar.xz" -C "$folder/found/$target"
-  printf '== %s, %s s\n' "$target" "$seconds"
-  status=0
   (cd "$folder/found" && ASAN_OPTIONS=detect_leaks=$leaks "$folder/fuzz_$target" \
     -seed="${CU_SEED:-0}" -max_total_time="$seconds" -timeout=5 \
     -rss_limit_mb=1024 -malloc_limit_mb=256 -max_len=65536 \
     -print_final_stats=1 -dict="$here/documents.dict" "${extra[@]}" \
-    "$folder/found/$target") >"$folder/found/$target.log" 2>&1 || status=$?
+    "$folder/found/$target") >"$log" 2>&1 || status=$?
   if ((status)); then
-    tail -n 60 "$folder/found/$target.log"
+    tail -n 60 "$log"
     printf 'fuzz_%s FAILED\n' "$target"
-    exit 1
+    return 1
   fi
-  sed -nE 's/^stat::(number_of_executed_units|average_exec_per_sec): +/   \1 /p' "$folder/found/$target.log"
+  printf '== %s, %s s\n%s\n' "$target" "$seconds" \
+    "$(sed -nE 's/^stat::(number_of_executed_units|average_exec_per_sec): +/   \1 /p' "$log")"
+}
+
+failed=0 running=0
+for target in "${targets[@]}"; do
+  if ((running == $(nproc))); then
+    wait -n || failed=1
+    ((--running)) || true
+  fi
+  fuzz "$target" &
+  ((++running))
 done
+while ((running > 0)); do
+  wait -n || failed=1
+  ((--running)) || true
+done
+exit "$failed"
