@@ -13,7 +13,7 @@
 #include <random>
 #include <thread>
 
-#include "storage/file_calls.hpp"
+#include "support/file_calls.hpp"
 #include "storage/private_var.hpp"
 #include "storage/store_fixture.hpp"
 #include "storage/store_model.hpp"

@@ -10,7 +10,7 @@
 #include <functional>
 #include <thread>
 
-#include "storage/file_calls.hpp"
+#include "support/file_calls.hpp"
 #include "storage/private_var.hpp"
 #include "storage/store_fixture.hpp"
 #include "support/child.hpp"

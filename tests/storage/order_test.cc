@@ -7,7 +7,7 @@
 
 #include <filesystem>
 
-#include "storage/file_calls.hpp"
+#include "support/file_calls.hpp"
 #include "storage/private_var.hpp"
 #include "storage/store_fixture.hpp"
 

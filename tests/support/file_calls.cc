@@ -1,4 +1,4 @@
-#include "storage/file_calls.hpp"
+#include "support/file_calls.hpp"
 
 #include <stdio.h>
 #include <string.h>
@@ -80,6 +80,8 @@ WATCH(size_t, fread, (void *buffer, size_t size, size_t count, FILE *stream),
       (buffer, size, count, stream), "fread")
 WATCH(size_t, fwrite, (const void *buffer, size_t size, size_t count, FILE *stream),
       (buffer, size, count, stream), "fwrite")
+WATCH(ssize_t, pwrite, (int fd, const void *buffer, size_t size, off_t offset),
+      (fd, buffer, size, offset), "pwrite")
 WATCH(int, remove, (const char *path), (path), "remove " + Name(path))
 WATCH(int, mkstemp, (char *path), (path), "mkstemp " + Name(path))
 WATCH(int, mkdir, (const char *path, mode_t mode), (path, mode), "mkdir " + Name(path))

@@ -1,9 +1,9 @@
 // Watches the file calls of the library: their order, a moment to end the process at, and a rename
 // or a clock of the test's own. For programs built with
 //
-//   cu_add_test(... INTERNAL LIBRARIES storage_file_calls)
-#ifndef COMMONUTILITIES_TESTS_STORAGE_FILE_CALLS_HPP
-#define COMMONUTILITIES_TESTS_STORAGE_FILE_CALLS_HPP
+//   cu_add_test(... INTERNAL LIBRARIES commonutilities_file_calls)
+#ifndef COMMONUTILITIES_TESTS_SUPPORT_FILE_CALLS_HPP
+#define COMMONUTILITIES_TESTS_SUPPORT_FILE_CALLS_HPP
 
 #include <sys/time.h>
 #include <time.h>
