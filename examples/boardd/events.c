@@ -55,7 +55,8 @@ int events_add(struct events *events, const char *text) {
 
 void events_print(FILE *out, struct events *events, unsigned most) {
   if (events->store == NULL || !ambrelStorageLock(events->store, 0)) return;
-  const unsigned count = events->store->entryCount;
+  /* Mind: an array that could not grow is freed and null, and its count stays. */
+  const unsigned count = events->store->entries == NULL ? 0 : events->store->entryCount;
   for (unsigned i = count > most ? count - most : 0; i < count; ++i) {
     const AmbrelStorageEntry *event = events->store->entries[i];
     if (event == NULL || !event->valid || event->payload == NULL) continue;
