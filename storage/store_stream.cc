@@ -38,6 +38,8 @@ int32_t MeasureSize(FILE *stream) {
 
 bool OpenPrimary(AmbrelStorageEngine &engine, Mode mode) {
   engine.file = fopen(PrimaryPath(engine).text, kOpenModes[static_cast<int>(mode)]);
+  // What reads does so in blocks of its own; a buffer would only be filled anew at every seek.
+  if (engine.file != nullptr && mode == Mode::kRead) setvbuf(engine.file, nullptr, _IONBF, 0);
   engine.open = engine.file != nullptr;
   engine.writable = engine.open != 0 && mode == Mode::kUpdate;
   return engine.open != 0;
