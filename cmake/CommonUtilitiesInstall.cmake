@@ -39,6 +39,8 @@ if(COMMONUTILITIES_BUILD_MAN)
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
   COMPONENT examples FILES_MATCHING PATTERN "*.c" PATTERN "*.h" PATTERN "*.json" PATTERN "*.logenable")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/fleet DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+  COMPONENT examples)
 
 # gdb looks here for what belongs to a library that it loads.
 install(FILES ${PROJECT_SOURCE_DIR}/tools/gdb/commonutilities-gdb.py

@@ -30,6 +30,7 @@ EXTRA_OECMAKE = " \
     -DCOMMONUTILITIES_BUILD_MAN=OFF \
     -DCOMMONUTILITIES_GOOGLETEST_DIR= \
     -DCMAKE_SKIP_BUILD_RPATH=ON \
+    -DCOMMONUTILITIES_SYSTEMD_UNIT_DIR=${systemd_system_unitdir} \
     -DCLI11_INCLUDE_DIR=${STAGING_INCDIR} \
     -DFMT_INCLUDE_DIR=${STAGING_INCDIR} \
     -DNLOHMANN_INCLUDE_DIR=${STAGING_INCDIR} \
@@ -41,4 +42,4 @@ do_install_ptest() {
 }
 
 PACKAGE_BEFORE_PN = "${PN}-tools"
-FILES:${PN}-tools = "${bindir}/cuctl ${datadir}/bash-completion"
+FILES:${PN}-tools = "${bindir}/cuctl ${datadir}/bash-completion ${systemd_system_unitdir}"

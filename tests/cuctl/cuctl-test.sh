@@ -56,6 +56,61 @@ run 0 "3 lines, 1 torn" log info wrapped.log
   { echo "a wrapped log is not in the order of time"; ((++failures)); }
 run 0 "new" log follow --for 1 wrapped.log
 
+# Following with a cursor: each line once, whatever the clock does, and over wraps.
+# log_of POSITION: what is on standard input, as a log with this position; 0 for its end.
+log_of() {
+  local body position
+  body=$(cat && printf .)
+  body=${body%.}
+  position=$(($1 ? $1 : 4 + ${#body}))
+  # shellcheck disable=SC2059
+  printf "$(printf '\\x%02x\\x%02x\\0\\0' $((position & 255)) $((position >> 8)))" >followed.new
+  printf %s "$body" >>followed.new
+  mv followed.new followed.log
+}
+lines() { # FIRST LAST
+  local i
+  for ((i = $1; i <= $2; ++i)); do line "${i}000000000" "number-$i"; done
+}
+follow() { # EXPECTED ARGUMENT...: the numbers that are shown
+  local expected=$1 got
+  shift
+  got=$("$cuctl" log follow --for 1 "$@" followed.log 2>&1 | sed 's/.*number-//' | paste -sd " ")
+  [[ $got == "$expected" ]] || { printf 'follow %s: "%s" instead of "%s"\n' "$*" "$got" "$expected"; ((++failures)); }
+}
+lines 1 14 | log_of 0
+follow "5 6 7 8 9 10 11 12 13 14"
+follow "1 2 3 4 5 6 7 8 9 10 11 12 13 14" --cursor cursor
+follow "" --cursor cursor
+{ lines 1 14; line 7 number-back; lines 15 15; } | log_of 0
+follow "back 15" --cursor cursor
+# The log starts over: the oldest lines are overwritten.
+length=$(lines 16 17 | wc -c)
+round() { lines 16 17 && { lines 1 14; line 7 number-back; lines 15 15; } | tail -c "+$((length + 1))"; }
+round | log_of $((4 + length))
+follow "16 17" --cursor cursor
+# The daemon starts again, and goes on at the end.
+{ round; lines 18 18; } | log_of 0
+follow "18" --cursor cursor
+lines 30 31 | log_of 0
+follow "-- the log went round since the last look, lines may be missing -- 30 31" --cursor cursor
+echo '{"cursor":1,"newest":"?"}' >cursor
+follow "cuctl: cursor: not a cursor; beginning with the oldest line 30 31" --cursor cursor
+run 3 "/nowhere/cursor" log follow --for 1 --cursor /nowhere/cursor followed.log
+run 2 "requires --to" log follow --every 1 followed.log
+
+# A command that takes the lines: what it refuses is offered again, what it took is not.
+rm -f cursor
+lines 1 600 | log_of 0
+run 1 "600 lines are kept" log follow --for 1 --cursor cursor --to 'cat >>refused; exit 7' followed.log
+[[ ! -e cursor ]] || { echo "a cursor moved on without the command"; ((++failures)); }
+run 0 "ended with 7" log follow --for 4 --cursor cursor followed.log \
+  --to 'cat >>taken; test -e again || { touch again; exit 7; }'
+[[ $(wc -l <taken) == 1100 && $(sort -u taken | wc -l) == 600 ]] ||
+  { echo "the command was given $(wc -l <taken) lines, $(sort -u taken | wc -l) different ones"; ((++failures)); }
+follow "" --cursor cursor
+run 1 "" log follow --for 1 --to 'exec sleep 100' followed.log
+
 # Stores.
 store=store/events.db
 run 0 "OK  crc" store verify "$store"

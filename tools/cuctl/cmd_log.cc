@@ -1,5 +1,6 @@
 // cuctl log cat|follow|info FILE: circular log files.
 #include <CLI/CLI.hpp>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -15,6 +16,8 @@
 #include <optional>
 #include <regex>
 
+#include "tools/cuctl/hand_over.hpp"
+#include "tools/cuctl/log_cursor.hpp"
 #include "tools/cuctl/log_reader.hpp"
 #include "tools/cuctl/output.hpp"
 
@@ -129,22 +132,26 @@ std::string ShownMessage(std::string_view text, const Options &options) {
   }
 }
 
-void PrintLine(const LogLine &line, const Options &options) {
+/// What is shown of a line, with its line break.
+std::string LineText(const LogLine &line, const Options &options) {
   const int64_t seconds = static_cast<int64_t>(line.nanoseconds / kSecond);
   const int64_t rest = static_cast<int64_t>(line.nanoseconds % kSecond);
-  if (options.json) {
-    PrintJson({{"time", line.nanoseconds},
-               {"date", Time(seconds, rest, options)},
-               {"pid", line.pid},
-               {"tid", line.tid},
-               {"level", line.level},
-               {"name", LevelName(line.level)},
-               {"text", std::string(line.text)}});
-    return;
-  }
-  fmt::print("{}  {}:{} {} {}\n", Time(seconds, rest, options), line.pid, line.tid,
-             In(ColourOf(line.level), fmt::format("{:<10}", LevelName(line.level))),
-             ShownMessage(line.text, options));
+  if (options.json)
+    return JsonLine({{"time", line.nanoseconds},
+                     {"date", Time(seconds, rest, options)},
+                     {"pid", line.pid},
+                     {"tid", line.tid},
+                     {"level", line.level},
+                     {"name", LevelName(line.level)},
+                     {"text", std::string(line.text)}});
+  return fmt::format("{}  {}:{} {} {}\n", Time(seconds, rest, options), line.pid, line.tid,
+                     In(ColourOf(line.level), fmt::format("{:<10}", LevelName(line.level))),
+                     ShownMessage(line.text, options));
+}
+
+void PrintLine(const LogLine &line, const Options &options) {
+  const std::string text = LineText(line, options);
+  std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
 int Cat(const std::string &path, const Filter &filter, const Options &options) {
@@ -215,11 +222,29 @@ int Info(const std::string &path, std::optional<uint32_t> limit, const Options &
 
 volatile std::sig_atomic_t g_stop = 0;
 
+struct FollowTexts {
+  FilterTexts filter;
+  std::string path;
+  std::string cursor;  // file that keeps what was shown
+  std::string to;      // command that takes the lines
+  long every = 1;      // seconds between two runs of it
+  long for_seconds = 0;
+};
+
+constexpr long kFirstLines = 10;
+
 /// Follows a log over writes, wraps, replacement and deletion.
 class Follower {
  public:
-  Follower(std::string path, const Filter &filter, const Options &options)
-      : path_(std::move(path)), filter_(filter), options_(options) {}
+  Follower(const FollowTexts &texts, const Options &options)
+      : path_(texts.path),
+        cursor_path_(texts.cursor),
+        filter_(MakeFilter(texts.filter, options)),
+        options_(options) {
+    if (texts.to.empty()) return;
+    hand_over_.emplace(texts.to, std::chrono::seconds(texts.every));
+    WithoutColour();
+  }
 
   int Run(long for_seconds) {
     struct sigaction action {};
@@ -237,92 +262,170 @@ class Follower {
       char events[4096];
       while (watch >= 0 && read(watch, events, sizeof events) > 0) {
       }
-      Look();
-      if (std::fflush(stdout) != 0) break;
+      // What the command does not take yet waits in the log.
+      if (!hand_over_ || !hand_over_->Full()) Look();
+      if (!Deliver()) break;
     }
     if (watch >= 0) close(watch);
-    return kYes;
+    return !g_stop && hand_over_ && !hand_over_->Done() ? kNo : kYes;
   }
 
  private:
+  /// What changes with every line that is written.
+  struct Stamp {
+    ino_t file = 0;
+    off_t size = 0;
+    int64_t seconds = 0, nanoseconds = 0;
+    uint32_t position = 0;
+    auto operator<=>(const Stamp &) const = default;
+  };
+
+  std::optional<Stamp> ReadStamp() const {
+    const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) return std::nullopt;
+    struct stat status {};
+    uint8_t header[4] = {};
+    const bool read = fstat(file, &status) == 0 && pread(file, header, sizeof header, 0) >= 0;
+    close(file);
+    if (!read) return std::nullopt;
+    return Stamp{status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec,
+                 PositionIn({reinterpret_cast<const char *>(header), sizeof header})};
+  }
+
   void First() {
-    try {
-      const std::vector<uint8_t> bytes = ReadInput(path_);
-      const LogFile log = ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
-      position_ = log.position;
-      size_ = log.size;
-      const size_t skip = log.lines.size() > 10 ? log.lines.size() - 10 : 0;
-      for (size_t i = skip; i < log.lines.size(); ++i)
-        if (Passes(log.lines[i], filter_)) PrintLine(log.lines[i], options_);
-      if (!log.lines.empty()) last_ = log.lines.back().nanoseconds;
-      Remember(log);
-      there_ = true;
-    } catch (const Failure &) {
-      there_ = false;
-    }
-    std::fflush(stdout);
+    // A log that is not there yet is shown from its start once it comes.
+    if (access(path_.c_str(), R_OK) != 0) return;
+    there_ = true;
+    Look(cursor_path_.empty() ? kFirstLines : -1);
+    Deliver();
   }
 
-  /// The lines of the latest moment have been shown already: a moment can have several.
-  void Remember(const LogFile &log) {
-    shown_at_last_ = 0;
-    for (auto line = log.lines.rbegin(); line != log.lines.rend() && line->nanoseconds == last_;
-         ++line)
-      ++shown_at_last_;
-  }
-
-  void Look() {
-    std::vector<uint8_t> bytes;
-    try {
-      bytes = ReadInput(path_);
-    } catch (const Failure &) {
+  /// Shows what is new, of that the last `most` lines; -1 for all.
+  void Look(long most = -1) {
+    const std::optional<Stamp> stamp = ReadStamp();
+    if (!stamp) {
       if (there_) Say("-- log removed, waiting for a new one --");
       there_ = false;
       return;
     }
+    if (there_ && loaded_ && *stamp == stamp_ && !cursor_.HasLeft()) {
+      if (stamp->position == 4 && stamp->size > 4 && !said_wrapped_ &&
+          std::chrono::steady_clock::now() - changed_ > std::chrono::seconds(5)) {
+        Say("-- log wrapped, output is off until the daemon calls DbgLog_ChangeLogSettings --");
+        said_wrapped_ = true;
+      }
+      return;
+    }
     if (!there_) Say("-- log is there --");
+    bool overtaken = there_;
     there_ = true;
-    const LogFile log = ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
-    if (log.position != position_ || log.size != size_) {
-      ShowNew(log);
-      position_ = log.position;
-      size_ = log.size;
+    if (*stamp != stamp_) {
+      stamp_ = *stamp;
       changed_ = std::chrono::steady_clock::now();
       said_wrapped_ = false;
-    } else if (log.position == 4 && log.size > 4 && !said_wrapped_ &&
-               std::chrono::steady_clock::now() - changed_ > std::chrono::seconds(5)) {
-      Say("-- log wrapped, output is off until the daemon calls DbgLog_ChangeLogSettings --");
-      said_wrapped_ = true;
+    }
+    if (!loaded_) Load();
+    std::vector<uint8_t> bytes;
+    if (!Read(bytes)) return;
+    const LogFile log = Parse(bytes);
+    overtaken = cursor_.Overtaken(log) && overtaken;
+    if (overtaken) Say("-- the log went round since the last look, lines may be missing --");
+    const std::vector<const LogLine *> fresh = cursor_.New(log);
+    const size_t skip = most >= 0 && fresh.size() > static_cast<size_t>(most)
+                            ? fresh.size() - static_cast<size_t>(most)
+                            : 0;
+    for (size_t i = skip; i < fresh.size(); ++i)
+      if (Passes(*fresh[i], filter_)) Put(LineText(*fresh[i], options_));
+    if (fresh.empty() && !overtaken) return;
+    cursor_.Take(log);
+    if (!cursor_path_.empty()) unsaved_ = cursor_.Save(log);
+  }
+
+  /// The cursor as the file has it, against the log as it is.
+  void Load() {
+    loaded_ = true;
+    std::vector<uint8_t> bytes;
+    if (!Read(bytes)) return;
+    const LogFile log = Parse(bytes);
+    const std::optional<std::string> saved = ReadCursor();
+    if (saved && !cursor_.Load(*saved, log))
+      fmt::print(stderr, "cuctl: {}: not a cursor; beginning with the oldest line\n", cursor_path_);
+    // A line that is being written is told from old ones by a second look.
+    cursor_.New(log);
+    poll(nullptr, 0, 20);
+  }
+
+  bool Read(std::vector<uint8_t> &bytes) const {
+    try {
+      bytes = ReadInput(path_);
+      return true;
+    } catch (const Failure &) {
+      return false;
     }
   }
 
-  void ShowNew(const LogFile &log) {
-    size_t at_last = 0;
-    for (const LogLine &line : log.lines) {
-      if (line.nanoseconds < last_) continue;
-      if (line.nanoseconds == last_ && ++at_last <= shown_at_last_) continue;
-      if (Passes(line, filter_)) PrintLine(line, options_);
-    }
-    if (log.lines.empty() || log.lines.back().nanoseconds < last_) return;
-    last_ = log.lines.back().nanoseconds;
-    Remember(log);
+  static LogFile Parse(const std::vector<uint8_t> &bytes) {
+    return ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
   }
 
-  void Say(const char *text) const {
-    if (options_.json)
-      PrintJson({{"notice", text}});
+  void Say(const char *text) {
+    Put(options_.json ? JsonLine({{"notice", text}}) : In(Colour::kBold, text) + "\n");
+  }
+
+  void Put(std::string line) {
+    if (hand_over_)
+      hand_over_->Add(std::move(line));
     else
-      fmt::print("{}\n", In(Colour::kBold, text));
+      std::fwrite(line.data(), 1, line.size(), stdout);
+  }
+
+  /// Sends what was put on its way, and keeps the cursor once all of it has arrived. False when
+  /// nobody reads any more.
+  bool Deliver() {
+    if (hand_over_) {
+      hand_over_->Step();
+      if (!hand_over_->Done()) return true;
+    } else {
+      if (std::fflush(stdout) != 0) return false;
+      // Lines in a file must not be lost by a power cut that the cursor survives.
+      if (!unsaved_.empty()) fdatasync(STDOUT_FILENO);
+    }
+    if (!unsaved_.empty()) {
+      WriteCursor();
+      unsaved_.clear();
+    }
+    return true;
+  }
+
+  std::optional<std::string> ReadCursor() const {
+    if (cursor_path_.empty()) return std::nullopt;
+    if (access(cursor_path_.c_str(), F_OK) != 0 && errno == ENOENT) return std::nullopt;
+    const std::vector<uint8_t> bytes = ReadInput(cursor_path_, 1U << 20);
+    return std::string(bytes.begin(), bytes.end());
+  }
+
+  /// Replaces the file at once, so that a power cut leaves the old cursor or the new one.
+  void WriteCursor() const {
+    const std::string temporary = cursor_path_ + ".new";
+    const std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen(temporary.c_str(), "we"),
+                                                      std::fclose);
+    if (file == nullptr ||
+        std::fwrite(unsaved_.data(), 1, unsaved_.size(), file.get()) != unsaved_.size() ||
+        std::fflush(file.get()) != 0 || fsync(fileno(file.get())) != 0 ||
+        std::rename(temporary.c_str(), cursor_path_.c_str()) != 0)
+      throw Failure{kSystem, fmt::format("{}: {}", cursor_path_, strerror(errno))};
   }
 
   std::string path_;
+  std::string cursor_path_;
   Filter filter_;
   const Options &options_;
+  std::optional<HandOver> hand_over_;
+  LogCursor cursor_;
+  std::string unsaved_;  // the cursor's text, until the lines before it have arrived
   bool there_ = false;
-  uint32_t position_ = 0;
-  size_t size_ = 0;
-  uint64_t last_ = 0;
-  size_t shown_at_last_ = 0;
+  bool loaded_ = false;
+  Stamp stamp_;
   std::chrono::steady_clock::time_point changed_ = std::chrono::steady_clock::now();
   bool said_wrapped_ = false;
 };
@@ -355,15 +458,21 @@ void AddLogCommands(CLI::App &app, Options &options) {
       [=, &options] { options.exit_code = Cat(*path, MakeFilter(*texts, options), options); });
 
   CLI::App *const follow = log->add_subcommand("follow", "Show the last ten lines, then new ones");
-  auto follow_path = std::make_shared<std::string>();
-  auto follow_texts = std::make_shared<FilterTexts>();
-  auto seconds = std::make_shared<long>(0);
-  follow->add_option("FILE", *follow_path, "The log file")->required();
-  follow->add_option("--for", *seconds, "End after so many seconds")->check(CLI::NonNegativeNumber);
-  AddFilterOptions(follow, *follow_texts);
+  auto followed = std::make_shared<FollowTexts>();
+  follow->add_option("FILE", followed->path, "The log file")->required();
+  follow->add_option("--for", followed->for_seconds, "End after so many seconds")
+      ->check(CLI::NonNegativeNumber);
+  follow->add_option("--cursor", followed->cursor,
+                     "Go on where this file says, and keep there what has arrived");
+  CLI::Option *const to = follow->add_option(
+      "--to", followed->to,
+      "Hand the lines to this shell command, again and again until it ends with 0");
+  follow->add_option("--every", followed->every, "Seconds between two runs of the command, 1")
+      ->check(CLI::NonNegativeNumber)
+      ->needs(to);
+  AddFilterOptions(follow, followed->filter);
   follow->callback([=, &options] {
-    options.exit_code =
-        Follower(*follow_path, MakeFilter(*follow_texts, options), options).Run(*seconds);
+    options.exit_code = Follower(*followed, options).Run(followed->for_seconds);
   });
 
   CLI::App *const info = log->add_subcommand("info", "Position, lines, times, levels");

@@ -8,7 +8,7 @@ declare -gA _cuctl_words=(
   ["log>"]="cat follow info"
   ["log"]="-h --help"
   ["log cat"]="-h --help -n --lines --since --until -p --priority --pid -g --grep"
-  ["log follow"]="-h --help --for -p --priority --pid -g --grep"
+  ["log follow"]="-h --help --for --cursor --to --every -p --priority --pid -g --grep"
   ["log info"]="-h --help --size"
   ["store>"]="verify list get dump load restore"
   ["store"]="-h --help"
@@ -80,7 +80,7 @@ _cuctl() {
       COMPREPLY=($(compgen -W "string integer float long boolean uint8 uint16 uint64 blob" -- "$cur"))
       return
       ;;
-    -n | --lines | --since | --until | --pid | -g | --grep | --for | --size | --type)
+    -n | --lines | --since | --until | --pid | -g | --grep | --for | --to | --every | --size | --type)
       return
       ;;
   esac

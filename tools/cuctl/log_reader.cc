@@ -125,6 +125,11 @@ std::optional<LogLine> LineHead(std::string_view content, size_t at, size_t *hea
   return line;
 }
 
+uint32_t PositionIn(std::string_view header) {
+  const auto byte = [header](size_t i) { return uint32_t{static_cast<uint8_t>(header[i])}; };
+  return byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;
+}
+
 LogFile ReadLog(std::string_view content) {
   LogFile log;
   log.size = content.size();
@@ -132,8 +137,7 @@ LogFile ReadLog(std::string_view content) {
     log.header_valid = content.empty();
     return log;
   }
-  const auto byte = [content](size_t i) { return uint32_t{static_cast<uint8_t>(content[i])}; };
-  log.position = byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;
+  log.position = PositionIn(content);
   log.header_valid = log.position >= kHeaderSize && log.position <= content.size();
   const size_t seam = log.header_valid ? log.position : content.size();
   if (seam > kHeaderSize) ReadStretch(content, kHeaderSize, seam, log);

@@ -36,6 +36,9 @@ std::string_view LevelName(int level);
 /// The number of a level from its name or number; none for others.
 std::optional<int> LevelFromText(std::string_view text);
 
+/// The write position that the first four bytes tell.
+uint32_t PositionIn(std::string_view header);
+
 /// Looks at the whole content of a log file; the lines refer to it. A file of fewer than 4 bytes
 /// has no header.
 LogFile ReadLog(std::string_view content);

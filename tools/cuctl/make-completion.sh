@@ -56,7 +56,7 @@ _cuctl() {
       COMPREPLY=($(compgen -W "string integer float long boolean uint8 uint16 uint64 blob" -- "$cur"))
       return
       ;;
-    -n | --lines | --since | --until | --pid | -g | --grep | --for | --size | --type)
+    -n | --lines | --since | --until | --pid | -g | --grep | --for | --to | --every | --size | --type)
       return
       ;;
   esac

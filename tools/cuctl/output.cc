@@ -31,8 +31,8 @@ size_t Utf8Length(std::string_view text) {
   return length;
 }
 
-bool UseColour() {
-  static const bool use = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+bool &UseColour() {
+  static bool use = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
   return use;
 }
 
@@ -44,9 +44,12 @@ int64_t Now() {
 
 }  // namespace
 
+std::string JsonLine(const nlohmann::ordered_json &object) {
+  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
 void PrintJson(const nlohmann::ordered_json &object) {
-  const std::string line =
-      object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  const std::string line = JsonLine(object);
   std::fwrite(line.data(), 1, line.size(), stdout);
 }
 
@@ -74,6 +77,10 @@ std::string In(Colour colour, std::string_view text) {
                                            "\x1b[32m", "\x1b[2m",  "\x1b[1m"};
   if (!UseColour() || colour == Colour::kNone) return std::string(text);
   return fmt::format("{}{}\x1b[0m", kCodes[static_cast<size_t>(colour)], text);
+}
+
+void WithoutColour() {
+  UseColour() = false;
 }
 
 std::string Time(int64_t seconds, int64_t nanoseconds, const Options &options) {

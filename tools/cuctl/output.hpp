@@ -14,6 +14,7 @@
 namespace cuctl {
 
 /// One JSON object on a line of its own. Invalid UTF-8 is replaced.
+std::string JsonLine(const nlohmann::ordered_json &object);
 void PrintJson(const nlohmann::ordered_json &object);
 
 /// Text from a file as it may be shown: control bytes and invalid UTF-8 as "\x1b", unless raw
@@ -24,6 +25,9 @@ enum class Colour { kNone, kRed, kYellow, kGreen, kDim, kBold };
 
 /// `text` in a colour when standard output is a terminal and NO_COLOR is not set.
 std::string In(Colour colour, std::string_view text);
+
+/// From now on no text is coloured: it goes elsewhere than to standard output.
+void WithoutColour();
 
 /// A wall-clock time as "2024-03-05 14:07:09.123456 +0100".
 std::string Time(int64_t seconds, int64_t nanoseconds, const Options &options);
