@@ -102,10 +102,19 @@ run 2 "requires --to" log follow --every 1 followed.log
 # A command that takes the lines: what it refuses is offered again, what it took is not.
 rm -f cursor
 lines 1 600 | log_of 0
-run 1 "600 lines are kept" log follow --for 1 --cursor cursor --to 'cat >>refused; exit 7' followed.log
+# hand_over CONDITION COMMAND: follows until the condition holds.
+hand_over() {
+  local pid status=0 deadline=$((SECONDS + 60))
+  "$cuctl" log follow --cursor cursor --to "$2" followed.log 2>told &
+  pid=$!
+  until eval "$1" || ((SECONDS >= deadline)); do sleep 0.05; done
+  kill "$pid"
+  wait "$pid" || status=$?
+  { eval "$1" && ((status == 0)); } || { echo "following with $2: not $1, ended with $status"; ((++failures)); }
+}
+hand_over 'grep -q "ended with 7; 600 lines are kept" told' 'cat >>refused; exit 7'
 [[ ! -e cursor ]] || { echo "a cursor moved on without the command"; ((++failures)); }
-run 0 "ended with 7" log follow --for 4 --cursor cursor followed.log \
-  --to 'cat >>taken; test -e again || { touch again; exit 7; }'
+hand_over 'test -e cursor' 'cat >>taken; test -e again || { touch again; exit 7; }'
 [[ $(wc -l <taken) == 1100 && $(sort -u taken | wc -l) == 600 ]] ||
   { echo "the command was given $(wc -l <taken) lines, $(sort -u taken | wc -l) different ones"; ((++failures)); }
 follow "" --cursor cursor
