@@ -1,5 +1,6 @@
 // The walk of the generic parser, written out: for each document every call of the two callbacks,
 // in order and with all arguments.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdio.h>
@@ -291,6 +292,16 @@ TEST(GenericParser, CountsElementsInEightBits) {
   ASSERT_EQ(walk.calls.size(), 301u);
   EXPECT_EQ(walk.calls[256], "value list a at 774 record 0 counter 0 [6:255]");
   EXPECT_EQ(walk.calls[257], "value list a at 777 record 0 counter 0 [6:0]");
+}
+
+TEST(GenericParser, CountsElementsThatItComesBackToInEightBits) {
+  std::string json = R"({"Top":[{"list":[{"in":[{"a":1}]})";
+  for (int i = 1; i < 300; ++i) json += R"(,{"in":[{"a":1}]})";
+  Walk walk(json + "]}]}");
+  EXPECT_EQ(walk.Run(), 0);
+  ASSERT_EQ(walk.calls.size(), 300u);
+  EXPECT_THAT(walk.calls[255], testing::HasSubstr(" counter 255 [2:0 5:255 "));
+  EXPECT_THAT(walk.calls[256], testing::HasSubstr(" counter 0 [2:0 5:0 "));
 }
 
 /// `depth` arrays inside of each other, each the member "L" of an element with a scalar before it.

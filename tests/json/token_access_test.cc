@@ -99,6 +99,14 @@ TEST(GetJsonKey, WritesEndLessStartPlusOneBytesAndNoMore) {
   EXPECT_EQ(std::string(key, 5), std::string("abc\0#", 5));
 }
 
+TEST(GetJsonKey, CopiesAKeyOfAnyLength) {
+  const std::string name(10'000, 'k');
+  const Document document("{\"" + name + "\":1}");
+  std::string key(name.size() + 1, '#');
+  EXPECT_EQ(getJsonKey(document.json(), document.token(1), key.data()), 0);
+  EXPECT_STREQ(key.c_str(), name.c_str());
+}
+
 TEST(GetJsonKey, RefusesATokenThatIsNoStringAndWritesNothing) {
   const Document document(R"({"abc":1})");
   char key[4] = "xyz";
@@ -171,6 +179,13 @@ TEST(GetString, CopiesTheTextBetweenTheOffsets) {
   memset(dst, '#', sizeof dst);
   EXPECT_EQ(getString("abcdef", 2, 4, dst), 0);
   EXPECT_EQ(std::string(dst, 4), std::string("cd\0#", 4));
+}
+
+TEST(GetString, CopiesATextOfAnyLength) {
+  const std::string text(10'000, 't');
+  std::string copy(text.size() + 1, '#');
+  EXPECT_EQ(getString(text.c_str(), 0, static_cast<int32_t>(text.size()), copy.data()), 0);
+  EXPECT_STREQ(copy.c_str(), text.c_str());
 }
 
 TEST(GetString, GivesTheEmptyStringForAnEmptyText) {

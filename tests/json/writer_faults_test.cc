@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <string>
 
 #include "include/jsonwriter.h"
@@ -22,6 +23,33 @@ TEST(JsonWriterFaults, ElementsReturnOneAndTheTextIsLost) {
   EXPECT_EQ(JsonAddIntegerElement(&box, "b", 2), 1);
   EXPECT_STREQ(box.data, "\"b\" : 2,\n");
   JsonFreeBox(&box);
+}
+
+TEST(JsonWriterFaults, EachElementReturnsOneWithoutMemory) {
+  char text[] = "text";
+  rfStringElement element = {4, text};
+  const rfStringArray array = {1, &element};
+  const std::function<int(JsonBox *)> elements[] = {
+      [](JsonBox *box) { return JsonStartObject("k", box); },
+      [](JsonBox *box) { return JsonStartArray("k", box); },
+      [](JsonBox *box) { return JsonEndObject(box); },
+      [](JsonBox *box) { return JsonEndArray(box); },
+      [](JsonBox *box) { return JsonAddStringElement(box, "k", "v"); },
+      [](JsonBox *box) { return JsonAddBooleanElement(box, "k", 1); },
+      [](JsonBox *box) { return JsonAddIntegerElement(box, "k", 1); },
+      [](JsonBox *box) { return JsonAddUnsignedIntegerElement(box, "k", 1); },
+      [](JsonBox *box) { return JsonAddHexElement(box, "k", 1); },
+      [](JsonBox *box) { return JsonAddFloatElement(box, "k", 2, 1.5F); },
+      [&](JsonBox *box) { return serializeRFCharArray(&array, "k", box, 1); },
+      [&](JsonBox *box) { return serialize_rfStringArray(box, "k", &array, 0, box); }};
+  for (const auto &add : elements) {
+    SCOPED_TRACE(&add - elements);
+    JsonBox box = {};
+    const cu_test::Fault fault(cu_test::Call::kMemory, 1);
+    EXPECT_EQ(add(&box), 1);
+    EXPECT_TRUE(fault.fired());
+    EXPECT_EQ(box.data, nullptr);
+  }
 }
 
 TEST(JsonWriterFaults, AppendReportsTheFailure) {

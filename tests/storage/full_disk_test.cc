@@ -103,9 +103,12 @@ TEST_F(FullDiskTest, CompactionWithoutAWritableVarReturnsZero) {
   MountedTmpfs var("/var", "size=4k");
   if (!var || !var.MakeReadOnly()) GTEST_SKIP() << "the system does not let this process mount";
   ASSERT_TRUE(Start());
-  Saved("payload");
+  const uint32_t id = Saved("payload")->id;
   const std::string before = File();
+  ASSERT_EQ(1U, getAmbrelFileLocationForRecord(store_, id));
+  const int32_t position = store_->position;
   EXPECT_EQ(0U, Compact());
+  EXPECT_EQ(position, store_->position) << "the store was not even read";
   EXPECT_TRUE(before == File());
   EXPECT_EQ(1U, Save(Create("goes on")));
 }
