@@ -36,6 +36,12 @@ if(COMMONUTILITIES_SANITIZE)
     target_compile_options(commonutilities_options INTERFACE -fno-sanitize=function)
   endif()
 endif()
+# What the tests' programs are run with. A thread that is cancelled on a signal stack of its own is
+# lost to AddressSanitizer, and an emulator does not let it look for leaks.
+set(COMMONUTILITIES_ASAN_OPTIONS detect_stack_use_after_return=1:use_sigaltstack=0)
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+  string(APPEND COMMONUTILITIES_ASAN_OPTIONS :detect_leaks=0)
+endif()
 if(COMMONUTILITIES_HARDEN)
   # _FORTIFY_SOURCE works in optimised builds alone, and glibc warns of it elsewhere. It replaces
   # libc calls by checked ones, which the tests that inject faults do not see.

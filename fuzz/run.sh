@@ -22,10 +22,12 @@ fuzz() { # TARGET
     json_file) extra=(-fork=1) ;; # each malformed file loses its tokens for good: a new process now and then
     log_settings) extra=(-close_fd_mask=2) ;; # the logger tells on standard error what it opens
   esac
+  local length=(-max_total_time="$seconds")
+  ((seconds)) || length=(-runs=0) extra=()
   mkdir -p "$folder/found/$target"
   [[ ! -f $here/corpus/$target.tar.xz ]] || tar -xJf "$here/corpus/$target.tar.xz" -C "$folder/found/$target"
   (cd "$folder/found" && ASAN_OPTIONS=detect_leaks=$leaks "$folder/fuzz_$target" \
-    -seed="${CU_SEED:-0}" -max_total_time="$seconds" -timeout=5 \
+    -seed="${CU_SEED:-0}" "${length[@]}" -timeout=5 \
     -rss_limit_mb=1024 -malloc_limit_mb=256 -max_len=65536 \
     -print_final_stats=1 -dict="$here/documents.dict" "${extra[@]}" \
     "$folder/found/$target") >"$log" 2>&1 || status=$?

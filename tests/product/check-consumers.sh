@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # check-consumers.sh BUILD SOURCE TOOLCHAIN CC CXX [EMULATOR...]: installs the build into a scratch
 # tree and builds and runs two outside projects against it: a C++ one through CMake, a C one through
-# pkg-config.
+# pkg-config, linked with LDFLAGS.
 set -euo pipefail
 build=$1 source=$2 toolchain=$3 cc=$4 cxx=$5
 shift 5
@@ -25,7 +25,7 @@ cmake --build "$scratch/cmake" >/dev/null
 export PKG_CONFIG_LIBDIR=$library_dir/pkgconfig
 read -ra flags <<<"$(pkg-config --define-variable=prefix="$prefix" \
   --define-variable=includedir="$prefix/include" --define-variable=libdir="$library_dir" \
-  --cflags --libs commonutilities)"
+  --cflags --libs commonutilities) ${LDFLAGS-}"
 "$cc" -std=c99 -pedantic -Wall -Wextra -Werror "$source/consumer-pkgconfig/consumer.c" \
   -o "$scratch/consumer" "${flags[@]}" -Wl,-rpath,"$library_dir"
 "${emulator[@]}" "$scratch/consumer"
