@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # valgrind.sh BUILD [PATTERN]: the test programs whose names match, all by default, under valgrind's
 # memory check: reads and writes out of bounds, and decisions that depend on memory never written.
-# Leaks are AddressSanitizer's to find. Prints each program with what it ended with.
+# Leaks are AddressSanitizer's to find. Ends with how many programs had a report.
 set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$(cd "$1" && pwd) pattern=${2:-.}
 
 # These look at time or at themselves in ways that do not bear a program between them and the
@@ -17,6 +18,7 @@ while read -r program; do
   status=0
   (cd "$(dirname "$program")" && timeout 900 valgrind --tool=memcheck -q --leak-check=no \
     --error-exitcode=99 --child-silent-after-fork=yes --fair-sched=yes --max-stackframe=8000000 \
+    --suppressions="$here/valgrind.supp" \
     "$program" --gtest_brief=1) >"$reports/$name" 2>&1 || status=$?
   if ((status == 0)) && ! grep -q '^==[0-9]*== ' "$reports/$name"; then
     passed=$((passed + 1))
