@@ -69,7 +69,7 @@ readonly IO=(fopen fclose fread fwrite fseek ftell open close read write pwrite 
   stat mmap shm_open sem_open dlopen)
 # Those that make more calls than there is time for have a longer stride.
 for scenario in configuration:1 json_document:1 json_writer:1 logging:17 node_query:41 \
-  flex_message_queue:1 record_store:1 shared_memory:1 boardd:13; do
+  flex_message_queue:3 record_store:1 shared_memory:1 boardd:29; do
   each=$((${scenario#*:} * stride))
   ((stride > 0)) || each=1
   scenario=${scenario%:*}
