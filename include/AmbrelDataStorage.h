@@ -63,6 +63,10 @@
  *
  * **Limits.** 65,535 entries, files below 2 GiB. Finding a record is a linear scan, in memory as in
  * the file.
+ *
+ * **Shared arguments.**
+ * - `engine`: the store.
+ * - `held`: 0: the function takes the lock; not 0: the caller holds it.
  */
 #ifndef COMMONUTILITIES_AMBRELDATASTORAGE_H
 #define COMMONUTILITIES_AMBRELDATASTORAGE_H
@@ -228,6 +232,7 @@ CU_API uint32_t AddAndCreateAmbrelStorageEntryInArray(AmbrelStorageEngine *engin
  * reopens the file for reading. Without `refreshCrc` a restart discards the file unless a refresh
  * or a full save comes in between.
  *
+ * @param entry      the entry, which stays the store's.
  * @param refreshCrc not 0: the whole file is read and its checksum stored in its header.
  * @return 1; 0 when the file could not be opened for update, written or checked. A file in which no
  *         record has a payload cannot be checked.
@@ -280,6 +285,8 @@ CU_API uint32_t compressAmbrelStorageEntries(AmbrelStorageEngine *engine, uint32
  *
  * `entries` is null afterwards; `entryCount` stays as it was, so an entry created later gets the
  * slot behind the former ones.
+ *
+ * @return 1; 0 for no store, or when the lock could not be had.
  */
 CU_API uint32_t FreeAllAmbrelStorageEntries(AmbrelStorageEngine *engine, uint32_t held);
 
@@ -288,15 +295,25 @@ CU_API uint32_t FreeAllAmbrelStorageEntries(AmbrelStorageEngine *engine, uint32_
  *
  * A full save fails while a valid entry has a length but no payload: set `valid` or `length` to 0
  * too.
+ *
+ * @param entry the entry, which stays its owner's.
+ * @return 1; 0 for null.
  */
 CU_API uint32_t FreeAmbrelStorageEntry(AmbrelStorageEntry *entry);
 
-/** @brief Sets the format byte of an entry, its first byte, to AMBREL_STORAGE_FORMAT. */
+/**
+ * @brief Sets the format byte of an entry, its first byte, to AMBREL_STORAGE_FORMAT.
+ *
+ * @param entry the first byte of an entry.
+ * @return 1; 0 for null.
+ */
 CU_API uint32_t InitializeAmbrelStorageDeviceEntry(uint8_t *entry);
 
 /**
  * @brief The compare function of a new store: same id, and live.
  *
+ * @param entry an entry of the store.
+ * @param key   what FindAmbrelStorageRecord() was given.
  * @return 0 if either argument is null or the ids differ; else the entry's `valid` byte.
  */
 CU_API uint32_t AmbrelStorageDefaultCompareFunction(AmbrelStorageEntry *entry,
@@ -376,7 +393,8 @@ CU_API uint32_t readAmbrelRecord(AmbrelStorageEngine *engine, uint32_t held,
 /**
  * @brief Reads the next record as readAmbrelRecord() does, then re-syncs the stream.
  *
- * @param last receives 1 if, before reading, less than a record header was left, else 0.
+ * @param entry as for readAmbrelRecord().
+ * @param last  receives 1 if, before reading, less than a record header was left, else 0.
  * @return what reading gave.
  */
 CU_API uint32_t getNextAmbrelStorageEntry(AmbrelStorageEngine *engine, AmbrelStorageEntry *entry,
@@ -385,6 +403,7 @@ CU_API uint32_t getNextAmbrelStorageEntry(AmbrelStorageEngine *engine, AmbrelSto
 /**
  * @brief Finds the first record with an id in the file, live or not; the lock must be held.
  *
+ * @param id the id to look for.
  * @return 1, with the stream and `position` at the record; 0 when the id is absent or nothing is
  *         open.
  */
@@ -399,6 +418,7 @@ CU_API uint32_t getAmbrelFileLocationForRecord(AmbrelStorageEngine *engine, uint
  * - The first record with its id has the same length: the payload is written to that record's
  *   offset, over its header. The file is no longer sound until a full save.
  *
+ * @param entry the entry, which stays its owner's.
  * @return 1 when the payload was written, and always in the third case; 0 when it was not. When not
  *         even the record's header could be written: 1 if a record with its id was there, else 0.
  *         0 also when the entry has a length but no payload; then nothing was written.
@@ -425,8 +445,10 @@ CU_API uint32_t calcAmbrelFileCRC(AmbrelStorageEngine *engine, uint32_t held, ui
 /**
  * @brief Continues a CRC-32 (IEEE 802.3, as zlib's crc32()) with @p length bytes.
  *
- * @param crc in: 0 to begin, or the value so far; out: the value with these bytes. "123456789"
- *            gives 0xCBF43926.
+ * @param data   the bytes; for null nothing is done.
+ * @param length how many.
+ * @param crc    in: 0 to begin, or the value so far; out: the value with these bytes. "123456789"
+ *               gives 0xCBF43926.
  */
 CU_API void ambrelstoragecrc32(const void *data, uint32_t length, uint32_t *crc);
 
@@ -435,6 +457,9 @@ CU_API void ambrelstoragecrc32(const void *data, uint32_t length, uint32_t *crc)
  *
  * With it, `crc = table[(crc ^ byte) & 0xFF] ^ crc >> 8` continues a CRC-32 that begins at 0.
  * ambrel_crc32_for_byte(0) is 0xD202EF8D, ambrel_crc32_for_byte(255) 0xFF000000.
+ *
+ * @param i 0 to 255.
+ * @return the entry.
  */
 CU_API uint32_t ambrel_crc32_for_byte(uint32_t i);
 
@@ -443,16 +468,25 @@ CU_API uint32_t ambrel_crc32_for_byte(uint32_t i);
 /**
  * @brief Creates a directory unless its path exists; only the last component is created.
  *
+ * @param path the directory.
  * @return 1; 0 when a component of the path is not a directory. Other failures also give 1.
  */
 CU_API uint32_t aecheckANDCreateDir(const char *path);
 
-/** @brief A new string of @p first and @p second; the caller frees it. Null without memory. */
+/**
+ * @brief Puts two strings together.
+ *
+ * @param first  the beginning.
+ * @param second the end.
+ * @return a new string, which the caller frees; null without memory.
+ */
 CU_API CU_MUST_USE char *createAmbrelFileToOpen(const char *first, const char *second);
 
 /**
  * @brief Copies a file over another. Despite the name, nothing is verified.
  *
+ * @param from the file to read.
+ * @param to   the file to write; what it held is lost.
  * @return 1, also when the disk was full; 0 when @p from could not be opened (then @p to is left
  *         alone) or @p to could not be created.
  */

@@ -25,6 +25,9 @@
  *
  * **Thread safety.** Any thread may call any function; two threads that set up the same line at
  * once get what the kernel makes of it.
+ *
+ * **Shared arguments.**
+ * - `line`: the line's number, as the kernel counts.
  */
 #ifndef COMMONUTILITIES_AE_GPIO_H
 #define COMMONUTILITIES_AE_GPIO_H
@@ -89,6 +92,7 @@ CU_API CU_MUST_USE int gpio_fd_open(int line);
 /**
  * @brief Closes a descriptor of gpio_fd_open() or gpio_intr_init().
  *
+ * @param fd    what gpio_fd_open() or gpio_intr_init() gave.
  * @param fired set to 0; may be null.
  * @return what close() gave: 0, or -1.
  */

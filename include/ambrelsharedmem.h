@@ -38,6 +38,11 @@
  * - The name buffer is 16 bytes. Names must be constants of the program, never input:
  *   aeClearSharedMemoryObjects() removes the file "/tmp" + "/" + name, and a name such as
  *   "/../etc/passwd" fits.
+ *
+ * **Shared arguments.**
+ * - `segment`: the segment.
+ * - `buffer`: the caller's memory of `length` bytes.
+ * - `length`: how many bytes.
  */
 #ifndef COMMONUTILITIES_AMBRELSHAREDMEM_H
 #define COMMONUTILITIES_AMBRELSHAREDMEM_H

@@ -36,6 +36,11 @@
  *   that remain are dropped, so a wait can end up to one second early.
  * - ambrelusleep() sleeps whole seconds, and one more, from one second on.
  * - AmbrelMonitorTimeChange() does not block. On a working system it keeps one processor core busy.
+ *
+ * **Shared arguments.**
+ * - `semaphore`: the semaphore.
+ * - `monitor`: the monitor.
+ * - `mutex`: the mutex.
  */
 #ifndef COMMONUTILITIES_AMBRELTHREADUTILS_H
 #define COMMONUTILITIES_AMBRELTHREADUTILS_H
@@ -98,7 +103,13 @@ CU_API int AmbrelConvertWaitTime(int32_t ms, struct timespec *out);
  */
 CU_API int AmbrelGetWaitTime(int32_t ms, struct timespec *out);
 
-/** @brief AmbrelGetWaitTime() on CLOCK_MONOTONIC, which no change of the wall clock moves. */
+/**
+ * @brief AmbrelGetWaitTime() on CLOCK_MONOTONIC, which no change of the wall clock moves.
+ *
+ * @param ms  as for AmbrelGetWaitTime().
+ * @param out receives the deadline.
+ * @return as AmbrelGetWaitTime().
+ */
 CU_API int AmbrelGetWaitTimeMonotonic(int32_t ms, struct timespec *out);
 
 /* ---- semaphores ------------------------------------------------------------------------------ */
@@ -209,7 +220,7 @@ CU_API int AmbrelDeRegisterSemaphore(AmbrelTimeMonitor *monitor, AmbrelSemaphore
  */
 CU_API int ambrelusleep(uint64_t us);
 
-/** @brief Seconds of CLOCK_MONOTONIC, or -1 when the clock cannot be read. */
+/** @brief Reads CLOCK_MONOTONIC. @return its seconds, or -1 when it cannot be read. */
 CU_API int32_t getCurrentMonitonicTimeInSeconds(void);
 
 /* ---- mutexes --------------------------------------------------------------------------------- */

@@ -199,6 +199,16 @@ typedef struct rfAESensorMonitorRuleArray {
  *  Each returns the result of the value's reader, and 0 for an unknown or null key and a null
  *  argument. The array forms take the list as record and grow it to index + 1 zeroed elements;
  *  without memory for that they release the list, which is empty then, and give 0.
+ *
+ *  **Shared arguments and results.**
+ *  - `context`: the walk.
+ *  - `start`: offset of the value in the text.
+ *  - `end`: offset one past the value.
+ *  - `key`: the property's name.
+ *  - `index`: position of the element in its array; 0 outside arrays.
+ *  - `record`: the record to fill.
+ *  - `array`: the list to fill.
+ *  - Result: what the value's reader gave; 0 for an unknown or null key and a null argument.
  *  @{ */
 /** A board. */
 CU_API int32_t deserialize_rfAEBoardTopology(JsonWalkContext *context, int32_t start, int32_t end,
@@ -268,6 +278,10 @@ CU_API int32_t deserialize_rfAESensorMonitorRuleArray(JsonWalkContext *context, 
 /** @name Releases
  *  The array forms release every element as the form for one does, and free the list. The record
  *  itself is not freed and nothing is reset: call one once a load. Null is accepted.
+ *
+ *  **Shared arguments.**
+ *  - `record`: what to release.
+ *  - `array`: the list to release.
  *  @{ */
 /** Frees the buses with what they own, the names and the device files. */
 CU_API void free_rfAEBoardTopology(rfAEBoardTopology *record);

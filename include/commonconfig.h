@@ -103,6 +103,8 @@ CU_API int32_t aeloadConfiguration(const char *path, rfAECommonConfig *config);
  * @brief Releases what @p config owns; not the record itself, and nothing is reset.
  *
  * Call it once a load; a second call frees twice. Null is accepted.
+ *
+ * @param config what aeloadConfiguration() filled.
  */
 CU_API void aeFreeConfiguration(rfAECommonConfig *config);
 
@@ -112,6 +114,11 @@ CU_API void aeFreeConfiguration(rfAECommonConfig *config);
  * The parameters are those of JsonDocumentCallback. Does not clear @p config, a zero-filled
  * rfAECommonConfig.
  *
+ * @param json       the document's text.
+ * @param tokens     its tokens.
+ * @param label      passed on to the walk.
+ * @param tokenCount how many tokens there are.
+ * @param config     the rfAECommonConfig to fill.
  * @return 0, or 1 for a null argument; parseJsonBuffer() therefore wants a label that is not 0.
  */
 CU_API int32_t ProcessDecoderDefinitions(const char *json, jsmntok_t *tokens, const char *label,
@@ -136,6 +143,18 @@ CU_API int32_t dataTypeToEnum(const char *json, int32_t start, int32_t end, uint
  *  0 for an unknown or null key or a null record. The array forms take the list as record, grow it
  *  to reach the index with zeroed elements, and hand the element on. Without memory for growth the
  *  list is emptied and its old elements are lost.
+ *
+ *  **Shared arguments and results.**
+ *  - `context`: the walk.
+ *  - `start`: offset of the value in the text.
+ *  - `end`: offset one past the value.
+ *  - `key`: the property's name.
+ *  - `index`: position of the element in its array; 0 outside arrays.
+ *  - `config`: the rfAECommonConfig to fill.
+ *  - `group`: the rfAECommonConfigConfigObj to fill.
+ *  - `param`: the rfAECommonConfigConfigParam to fill.
+ *  - `array`: the list to fill.
+ *  - Result: what the parser that ran gave; 0 for an unknown or null key and a null record.
  *  @{ */
 /** The document: "ConfigObj", "ipcName", "logCtrlFile", "logfile", "logFileSize". */
 CU_API int32_t deserialize_rfAECommonConfig(JsonWalkContext *context, int32_t start, int32_t end,
@@ -166,6 +185,12 @@ CU_API int32_t deserialize_rfAECommonConfigConfigParamArray(JsonWalkContext *con
 /** @name Releases
  *  Each frees what the record owns with all that is below it, the array forms also the list; never
  *  the record itself. Nothing is reset; null is accepted.
+ *
+ *  **Shared arguments.**
+ *  - `config`: the configuration to release.
+ *  - `array`: the list to release.
+ *  - `group`: the group to release.
+ *  - `param`: the parameter to release.
  *  @{ */
 /** A configuration; the same as aeFreeConfiguration(). */
 CU_API void free_rfAECommonConfig(rfAECommonConfig *config);

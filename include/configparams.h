@@ -41,6 +41,13 @@ CU_BEGIN_DECLS
 /** @name Lookups
  *  Each stores the first element with exactly this name in `*out`. A list whose count does not fit
  *  31 bits counts as empty, and elements without a name are skipped.
+ *
+ *  **Shared arguments and results.**
+ *  - `groups`: the list to search.
+ *  - `params`: the list to search.
+ *  - `name`: the name, exactly.
+ *  - `out`: receives the element, which stays the list's; left alone when there is none.
+ *  - Result: 1; 0 when there is none, and for null arguments.
  *  @{ */
 
 /** @brief Finds a group by its name. */
@@ -71,6 +78,11 @@ CU_API int getAEModifyParameterinArray(const rfAECommonConfigConfigParamArray *p
  *
  *  A parameter without value gives 0 (false), if its type is right; for the 16- and 8-bit getters
  *  whatever its type.
+ *
+ *  **Shared arguments and results.**
+ *  - `param`: the parameter.
+ *  - `out`: receives the value; left alone when there is none.
+ *  - Result: 1; 0 for another type, and for null arguments.
  *  @{ */
 
 /** @brief "unsigned integer", by strtoul(). */
@@ -102,6 +114,7 @@ CU_API int getAEParameterAsBoolean(const rfAECommonConfigConfigParam *param, uin
 /**
  * @brief The number base that a text's second character tells.
  *
+ * @param text the text of a number, or null.
  * @return 16 for 'x' or 'X', 2 for 'b' or 'B', else 10; 10 for null and for texts of fewer than
  *         three characters. The first character is not looked at.
  */
@@ -111,9 +124,19 @@ CU_API int getParameterBase(const char *text);
 /** @name Setters
  *  Each stores new text as the value. The old text is not freed, so that holders of its pointer are
  *  not affected: free it yourself when nobody uses it any more. The type stays.
+ *
+ *  **Shared arguments.**
+ *  - `param`: the parameter to change.
+ *  - `value`: the number.
  *  @{ */
 
-/** @brief Stores a copy of @p length bytes with a terminator, whatever the type. */
+/**
+ * @brief Stores a copy of @p length bytes with a terminator, whatever the type.
+ *
+ * @param bytes  the text.
+ * @param length its bytes.
+ * @return 1; 0 for null arguments or without memory, and the value is left alone.
+ */
 CU_API int setAEParameterValue(rfAECommonConfigConfigParam *param, const void *bytes,
                                uint32_t length);
 
@@ -148,7 +171,8 @@ CU_API int setAEFloatParameterValue(rfAECommonConfigConfigParam *param, float va
  *
  * Release the copy with free_rfAECommonConfigConfigParamArray().
  *
- * @param copy written over; left alone when @p source has no parameters, and on failure.
+ * @param source the list to copy.
+ * @param copy   written over; left alone when @p source has no parameters, and on failure.
  * @return 1; 0 for null arguments or without memory.
  */
 CU_API int cloneAmbrelCommonConfigParamList(const rfAECommonConfigConfigParamArray *source,
@@ -162,8 +186,9 @@ CU_API int cloneAmbrelCommonConfigParamList(const rfAECommonConfigConfigParamArr
  * reaches the output; in a piece the first "<" begins the name. A "<" without ">" counts up to the
  * template's end.
  *
- * @param text the template.
- * @param out  receives the new string, to be released with free(); left alone on failure.
+ * @param text   the template.
+ * @param params the parameters to look the names up in.
+ * @param out    receives the new string, to be released with free(); left alone on failure.
  * @return 1; 0 for null arguments or without memory.
  */
 CU_API CU_MUST_USE int SubAmbrelCommonConfigParamListIntoTokenString(
@@ -175,6 +200,7 @@ CU_API CU_MUST_USE int SubAmbrelCommonConfigParamListIntoTokenString(
  * Writes "Invalid configuration path provided PATH" for a path that does not exist, and "Not a
  * directory PATH" for another file where a directory is wanted; both end with a line break.
  *
+ * @param path          the path.
  * @param wantDirectory 0 when any file will do.
  * @return 1 when the path exists, or @p wantDirectory itself when that is not 0 and the path is a
  *         directory; else 0, also for a null path, about which nothing is written.

@@ -33,6 +33,13 @@
  *
  * **Thread safety.** Reentrant; an action may be executed by several threads at once, each with an
  * output list of its own, when its method can.
+ *
+ * **Shared arguments.**
+ * - `context`: the walk.
+ * - `start`: offset of the value in the text.
+ * - `end`: offset one past the value.
+ * - `key`: the property's name.
+ * - `index`: position of the element in its array; 0 outside arrays.
  */
 #ifndef COMMONUTILITIES_CUSTOMACTION_H
 #define COMMONUTILITIES_CUSTOMACTION_H
@@ -86,7 +93,12 @@ typedef uint32_t (*AmbrelCustomActionMethod)(uint32_t first, uint32_t second,
  */
 CU_API uint32_t AmbrelLoadChildLibrary(const char *directory, const char *file, void **handle);
 
-/** @brief Closes a plug-in's handle once; 1, or 0 for null. */
+/**
+ * @brief Closes a plug-in's handle once.
+ *
+ * @param handle what AmbrelLoadChildLibrary() gave.
+ * @return 1, or 0 for null.
+ */
 CU_API uint32_t AmbrelUnloadChildLibrary(void *handle);
 
 /* ---- custom actions -------------------------------------------------------------------------- */
@@ -96,6 +108,7 @@ CU_API uint32_t AmbrelUnloadChildLibrary(void *handle);
  *
  * The method gets a copy of the action's output parameters, not of its input parameters.
  *
+ * @param action the action.
  * @param first  passed to the method.
  * @param second passed to the method; 0 is refused.
  * @param output a zero-filled list that receives the copy and what the method makes of it; release
@@ -112,6 +125,7 @@ CU_API uint32_t executeAmbrelCustomAction(const AmbrelJsonCustomAction *action, 
 /**
  * @brief The deserializer of an AmbrelJsonCustomAction.
  *
+ * @param action the AmbrelJsonCustomAction to fill.
  * @return the result of the value's reader; 0 for an unknown or null key and a null argument.
  */
 CU_API int32_t deserialize_AmbrelJsonCustomAction(JsonWalkContext *context, int32_t start,
@@ -124,6 +138,7 @@ CU_API int32_t deserialize_AmbrelJsonCustomAction(JsonWalkContext *context, int3
  * The list grows to @p index + 1 zeroed elements. Without memory for that it is released, and empty
  * afterwards.
  *
+ * @param array the AmbrelJsonCustomActionArray to fill.
  * @return as deserialize_AmbrelJsonCustomAction(); 0 without memory.
  */
 CU_API int32_t deserialize_AmbrelJsonCustomActionArray(JsonWalkContext *context, int32_t start,
@@ -134,10 +149,16 @@ CU_API int32_t deserialize_AmbrelJsonCustomActionArray(JsonWalkContext *context,
  * @brief Releases what an action owns but for its name: free() `action` yourself.
  *
  * The record itself is not freed and nothing is reset; call it once. Null is accepted.
+ *
+ * @param action the action.
  */
 CU_API void free_AmbrelJsonCustomAction(AmbrelJsonCustomAction *action);
 
-/** @brief free_AmbrelJsonCustomAction() for every element, and the list. Null is accepted. */
+/**
+ * @brief free_AmbrelJsonCustomAction() for every element, and the list. Null is accepted.
+ *
+ * @param array the list.
+ */
 CU_API void free_AmbrelJsonCustomActionArray(AmbrelJsonCustomActionArray *array);
 
 CU_END_DECLS

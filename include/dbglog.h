@@ -127,6 +127,13 @@ CU_API int DbgLog_InitDebugLogger(const char *logEnableFile, const char *logFile
  *
  * The library itself reads none of them.
  *
+ * @param logEnableFile as for DbgLog_InitDebugLogger().
+ * @param logFile       as for DbgLog_InitDebugLogger().
+ * @param maxSize       as for DbgLog_InitDebugLogger().
+ * @param level         as for DbgLog_InitDebugLogger().
+ * @param pwrFlag1      stored.
+ * @param pwrFlag2      stored.
+ * @param pwrValue      stored.
  * @return as DbgLog_InitDebugLogger().
  */
 CU_API int DbgLog_InitDebugLoggerPWR(const char *logEnableFile, const char *logFile,
@@ -141,7 +148,7 @@ CU_API int DbgLog_InitDebugLoggerPWR(const char *logEnableFile, const char *logF
  */
 CU_API void DbgLog_DeInitDebugLogger(void);
 
-/** @brief The installed block, for a module that shares the logger; null without one. */
+/** @brief For a module that shares the logger. @return the installed block; null without one. */
 CU_API DBGLogCtrl *DbgLog_GetEnabledLogger(void);
 
 /**
@@ -150,6 +157,7 @@ CU_API DBGLogCtrl *DbgLog_GetEnabledLogger(void);
  * Also applies the block's own level mask with DbgLog_ChangeLogSettings(). The block's reference
  * count is left alone: let the module that created the logger release it, and no module log then.
  *
+ * @param ctrl the block.
  * @return 1; 0 when @p ctrl is null, when a block is installed already, or when the block has a
  *         wrong magic. In that last case the block stays installed nevertheless: check its magic
  *         before, or set gDBGLogCtrl back to null.
@@ -198,9 +206,12 @@ CU_API void DbgLog_ChangeLogSettings(uint32_t mask);
 CU_API int DbgLog_GetLogSettingsFromFile(uint32_t *mask);
 
 /**
- * @brief 1 when @p level is 0 to 9 and its bit is set in the mask; else 0, also without a logger.
+ * @brief Tells whether a message of a level would be written.
  *
  * Takes no lock, and does not look at the master switch. Ask it before composing costly arguments.
+ *
+ * @param level the level.
+ * @return 1 when @p level is 0 to 9 and its bit is set in the mask; else 0, also without a logger.
  */
 CU_API int loggingLevelEnabled(uint32_t level);
 
@@ -260,6 +271,9 @@ CU_API void DbgLog_DumptoStdErrTrace(uint32_t level, const uint8_t *data, int32_
  *
  * Needs no logger.
  *
+ * @param stream where to write.
+ * @param data   the bytes.
+ * @param length how many.
  * @return what writing the line break gave: '\n', or EOF on failure and for null arguments.
  */
 CU_API int logprintHexString(FILE *stream, const uint8_t *data, uint32_t length);

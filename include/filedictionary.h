@@ -82,8 +82,9 @@ typedef struct rfAEFileDictionaryArray {
 /**
  * @brief Clears @p dictionary and reads a file dictionary document into it.
  *
- * @param directory the document's directory, with a "/" at its end.
- * @param file      the document's file name.
+ * @param directory  the document's directory, with a "/" at its end.
+ * @param file       the document's file name.
+ * @param dictionary an rfAEFileDictionary.
  * @return 1 when the document was read, 0 when it is missing or malformed; -1, with @p dictionary
  *         left alone, for a null argument or without memory.
  *
@@ -96,20 +97,36 @@ CU_API int32_t ParserJSONFileDictionary(const char *directory, const char *file,
  *
  * A document without "objects" is read as an empty list.
  *
- * @param array an rfAEFileDictionaryArray; 24 bytes are cleared.
+ * @param directory the document's directory, with a "/" at its end.
+ * @param file      the document's file name.
+ * @param array     an rfAEFileDictionaryArray; 24 bytes are cleared.
+ * @return as ParserJSONFileDictionary().
  */
 CU_API int32_t ParserJSONFileDictionaryArray(const char *directory, const char *file, void *array);
 
 /**
  * @brief The document callback behind ParserJSONFileDictionary(), for parseJsonBuffer() and others.
  *
+ * @param text       the document's text.
+ * @param tokens     its tokens.
+ * @param label      passed on to the walk.
+ * @param count      how many tokens there are.
  * @param dictionary a zero-filled rfAEFileDictionary.
  * @return 0, or 1 for a null argument.
  */
 CU_API int32_t ParserJSONFileDictionaryMethod(const char *text, jsmntok_t *tokens,
                                               const char *label, uint32_t count, void *dictionary);
 
-/** @brief The document callback behind ParserJSONFileDictionaryArray(). */
+/**
+ * @brief The document callback behind ParserJSONFileDictionaryArray().
+ *
+ * @param text   the document's text.
+ * @param tokens its tokens.
+ * @param label  passed on to the walk.
+ * @param count  how many tokens there are.
+ * @param array  a zero-filled rfAEFileDictionaryArray.
+ * @return 0, or 1 for a null argument.
+ */
 CU_API int32_t ParserJSONFileDictionaryArrayMethod(const char *text, jsmntok_t *tokens,
                                                    const char *label, uint32_t count, void *array);
 
@@ -119,6 +136,10 @@ CU_API int32_t ParserJSONFileDictionaryArrayMethod(const char *text, jsmntok_t *
 /**
  * @brief Stores the rfAEFileAction that the text from @p start to @p end names.
  *
+ * @param json   the document's text.
+ * @param start  offset of the name.
+ * @param end    offset one past the name.
+ * @param action receives the action.
  * @return 0, always.
  */
 CU_API int32_t filedataTypeActionToEnum(const char *json, int32_t start, int32_t end,
@@ -128,6 +149,17 @@ CU_API int32_t filedataTypeActionToEnum(const char *json, int32_t start, int32_t
  *  Each returns the result of the value's reader, and 0 for an unknown or null key and a null
  *  argument. The array forms take the list as record and grow it to index + 1 zeroed elements;
  *  without memory for that they give 0 and the list is empty.
+ *
+ *  **Shared arguments and results.**
+ *  - `context`: the walk.
+ *  - `start`: offset of the value in the text.
+ *  - `end`: offset one past the value.
+ *  - `key`: the property's name.
+ *  - `index`: position of the element in its array; 0 outside arrays.
+ *  - `entry`: the rfAEFileActionList to fill.
+ *  - `dictionary`: the rfAEFileDictionary to fill.
+ *  - `array`: the list to fill.
+ *  - Result: what the value's reader gave; 0 for an unknown or null key and a null argument.
  *  @{ */
 /** The three action keys give 0, also when they were stored. */
 CU_API int32_t deserialize_rfAEFileActionList(JsonWalkContext *context, int32_t start, int32_t end,
@@ -151,6 +183,11 @@ CU_API int32_t deserialize_rfDictionaryArray(JsonWalkContext *context, int32_t s
 /** @name Releases
  *  Each frees what the record owns, the array forms also the list. The record itself is not freed
  *  and nothing is reset: call one once a load. Null is accepted.
+ *
+ *  **Shared arguments.**
+ *  - `entry`: what to release.
+ *  - `dictionary`: what to release.
+ *  - `array`: the list to release.
  *  @{ */
 /** Frees the three lists of texts. */
 CU_API void free_rfAEFileActionObj(rfAEFileActionList *entry);

@@ -57,6 +57,10 @@
  *   give it a time; and expect to be woken without a message for you.
  * - FlexQueueFlushQueues() never ends a round when there are 256 or more slots, and keeps the list
  *   locked meanwhile: stay at 255 subscribers.
+ *
+ * **Shared arguments.**
+ * - `queue`: the queue.
+ * - `sub`: the number of the subscriber's slot.
  */
 #ifndef COMMONUTILITIES_FLEXMSGQUEUE_H
 #define COMMONUTILITIES_FLEXMSGQUEUE_H
@@ -172,6 +176,8 @@ CU_API int DeInit_FlexMsgQueue(FlexMsgQueue *queue);
 
 /**
  * @brief Makes a zero-filled subscriber slot ready: free, with an empty queue and a semaphore.
+ *
+ * @param sub      the slot.
  * @param capacity messages that its queue holds.
  * @param subId    stored as it is.
  * @return 1; 0 for null.
@@ -180,6 +186,8 @@ CU_API int Init_FlexMsgQueueSub(FlexMsgQueueSub *sub, uint32_t capacity, uint32_
 
 /**
  * @brief Drains and releases a subscriber slot, and frees the record, which must be heap memory.
+ *
+ * @param sub the slot.
  * @return 1; 0 for null.
  */
 CU_API int DeInit_FlexMsgQueueSub(FlexMsgQueueSub *sub);
@@ -242,7 +250,14 @@ CU_API int registerFlexMsgQueueSubscriber(FlexMsgQueue *queue, uint32_t *outSub)
 CU_API int registerFlexMsgQueueSubscriberWMatch(FlexMsgQueue *queue, void *context,
                                                 FlexMsgMatchFn matchFn, uint32_t *outSub);
 
-/** @brief The search behind both registrations, for a caller that holds both locks of the queue. */
+/**
+ * @brief The search behind both registrations, for a caller that holds both locks of the queue.
+ *
+ * @param context as for registerFlexMsgQueueSubscriberWMatch().
+ * @param matchFn as for registerFlexMsgQueueSubscriberWMatch().
+ * @param outSub  receives the slot on success.
+ * @return as registerFlexMsgQueueSubscriber().
+ */
 CU_API int findSubSlotFlexMsgQueue(FlexMsgQueue *queue, void *context, FlexMsgMatchFn matchFn,
                                    uint32_t *outSub);
 
@@ -358,7 +373,8 @@ CU_API void FlexQueueFlushQueues(FlexMsgQueue *queue);
  *
  * When there is no memory the result is the same, and the queue is full and empty at once.
  *
- * @param param the owner's value, kept in the record.
+ * @param capacity items that the queue can hold.
+ * @param param    the owner's value, kept in the record.
  * @return 1; 0 for null.
  */
 CU_API int init_simplequeue(SimpleQueue *queue, uint32_t capacity, uint32_t param);
@@ -372,10 +388,14 @@ CU_API int init_simplequeue(SimpleQueue *queue, uint32_t capacity, uint32_t para
  */
 CU_API int deinit_simplequeue(SimpleQueue *queue);
 
-/** @brief 1 when the queue holds as many items as it can, else 0; takes no lock. 1 for null. */
+/**
+ * @brief Whether the queue holds as many items as it can; takes no lock.
+ *
+ * @return 1 if so, else 0; 1 for null.
+ */
 CU_API int isSimpleQueueFull(const SimpleQueue *queue);
 
-/** @brief 1 when the queue holds no item, else 0; takes no lock. 1 for null. */
+/** @brief Whether the queue holds no item; takes no lock. @return 1 if so, else 0; 1 for null. */
 CU_API int isSimpleQueueEmpty(const SimpleQueue *queue);
 
 /**

@@ -64,6 +64,9 @@
  * - getFlexQueueIter() with `locked` 0 locks the queue that the iterator named before.
  * - FlexqueueHouseKeeping() hangs, and with it every producer and reader, as soon as it meets a
  *   young entry. See there before you run it.
+ *
+ * **Shared arguments.**
+ * - `queue`: the queue.
  */
 #ifndef COMMONUTILITIES_FLEXQUEUE_H
 #define COMMONUTILITIES_FLEXQUEUE_H
@@ -167,16 +170,20 @@ CU_API int deinit_Flexqueue(FlexQueue *queue);
  */
 CU_API int lockFlexQueue(FlexQueue *queue, int32_t ms);
 
-/** @brief Unlocks the queue; pthread_mutex_unlock()'s result, EINVAL for null. */
+/** @brief Unlocks the queue. @return pthread_mutex_unlock()'s result, EINVAL for null. */
 CU_API int unlockFlexQueue(FlexQueue *queue);
 
-/** @brief The queue's capacity, not its number of entries; 0 for null. */
+/** @brief Not the number of entries. @return the queue's capacity; 0 for null. */
 CU_API uint32_t getFlexQueueSize(const FlexQueue *queue);
 
-/** @brief 1 when the queue holds as many entries as it can, else 0; takes no lock. 1 for null. */
+/**
+ * @brief Whether the queue holds as many entries as it can; takes no lock.
+ *
+ * @return 1 if so, else 0; 1 for null.
+ */
 CU_API int isFlexQueueFull(const FlexQueue *queue);
 
-/** @brief 1 when the queue holds no entry, else 0; takes no lock. 1 for null. */
+/** @brief Whether the queue holds no entry; takes no lock. @return 1 if so, else 0; 1 for null. */
 CU_API int isFlexQueueEmpty(const FlexQueue *queue);
 
 /**
@@ -184,6 +191,7 @@ CU_API int isFlexQueueEmpty(const FlexQueue *queue);
  *
  * 999 gives 1, 2500 gives 2.
  *
+ * @param ms  milliseconds.
  * @param out receives the result.
  * @return the value stored; 0 for a null @p out.
  */
@@ -307,6 +315,7 @@ CU_API int registerSubscriber(FlexQueue *queue, uint32_t *outSlot);
  *
  * Call it once a registration: `subscriberCount` falls with each call, also for a free slot.
  *
+ * @param slot what registerSubscriber() gave.
  * @return the value of `broadcastMode` in broadcast mode; otherwise 1, or 0 when there is no such
  *         slot. 0 for a null queue.
  */

@@ -51,6 +51,8 @@ typedef struct CounterObject {
 /**
  * @brief Told of a scalar property.
  *
+ * @param json           the document's text.
+ * @param tokens         its tokens.
  * @param table          the tracked containers, readable during the call.
  * @param depth          their number; 0 for 256.
  * @param parentKey      key of the container that the property stands in, or null.
@@ -85,10 +87,13 @@ typedef struct ConversionTable {
 /**
  * @brief Walks the tokens and reports every scalar property.
  *
- * @param label      only tested for null.
- * @param tokenCount number of tokens; 0 reports nothing.
- * @param record     the first record; null gives 1.
- * @param nextRecord null keeps the record.
+ * @param json          the document's text.
+ * @param tokens        its tokens.
+ * @param label         only tested for null.
+ * @param tokenCount    number of tokens; 0 reports nothing.
+ * @param record        the first record; null gives 1.
+ * @param nextRecord    null keeps the record.
+ * @param valueCallback called for each scalar property.
  * @return 0; 1 when @p label, @p record or another pointer is null (nothing is reported), or when
  *         the document needs more than GENERIC_PARSER_CONTAINERS tracked containers (what came
  * before has been reported).
@@ -100,19 +105,35 @@ CU_API int GenericParser(const char *json, jsmntok_t *tokens, const char *label,
 /**
  * @brief Finds the entry of exactly this name and calls its table's function.
  *
+ * @param tables     the tables, searched in their order.
+ * @param tableCount how many there are.
+ * @param value      passed to the function.
+ * @param second     passed to the function.
+ * @param third      passed to the function.
+ * @param name       the name to look for.
  * @return the function's result; 1 when no entry matches or for a null argument.
  */
 CU_API int callConversionCallback(const ConversionTable *tables, uint32_t tableCount,
                                   uint32_t value, uint32_t second, uint32_t third,
                                   const char *name);
 
-/** @brief The position of the first of @p depth entries with this token, or -1. */
+/**
+ * @brief Looks for a token among the tracked containers.
+ *
+ * @param table      the containers.
+ * @param depth      how many of them are in use.
+ * @param tokenIndex the token.
+ * @return the position of the first entry with this token, or -1.
+ */
 CU_API int getCounterObjectIndex(const CounterObject *table, uint8_t depth, int32_t tokenIndex);
 
 /**
  * @brief Tells whether the walk is back in a container that it had left for an inner one, and marks
  *        the inner one as left.
  *
+ * @param table      the containers.
+ * @param depth      how many of them are in use.
+ * @param tokenIndex the token of the container that the walk is in.
  * @return 1 when an entry with this token is found and is not the last in use, else 0.
  */
 CU_API int isBackAtParent(CounterObject *table, uint8_t depth, int32_t tokenIndex);

@@ -127,12 +127,18 @@ CU_API int32_t CreateDictionary(const char *json, const jsmntok_t *tokens, uint3
 /**
  * @brief The elements of an array, one a call.
  *
+ * @param node   the array.
  * @param cursor position of the next element; start with 0.
  * @return the element; null at the end, for any other kind of node or a null argument.
  */
 CU_API JsonNode *AmbrelGetNextElementInArray(const JsonNode *node, uint32_t *cursor);
 
-/** @brief The text of a value, owned by the node; null for any other node or a null argument. */
+/**
+ * @brief The text of a value.
+ *
+ * @param node the value.
+ * @return the text, owned by the node; null for any other node or a null argument.
+ */
 CU_API char *AmbrelGetValueFromElement(const JsonNode *node);
 
 /**
@@ -154,6 +160,9 @@ CU_API int AmbrelFindJsonNode(JsonNode *root, const char *path, const char *expe
 /**
  * @brief Finds the first element of an array in which AmbrelFindJsonNode() finds a node.
  *
+ * @param arrayNode the array.
+ * @param path      as for AmbrelFindJsonNode(), from the element on.
+ * @param expected  as for AmbrelFindJsonNode().
  * @return the node found there, which for a @p path other than "" lies inside the element; null
  * when no element matches, for any other kind of node or a null argument.
  */
@@ -165,6 +174,7 @@ CU_API JsonNode *AmbrelFindElementInArray(JsonNode *arrayNode, const char *path,
  *
  * The record itself is the caller's. Nodes inside of a tree are released with their root.
  *
+ * @param node the node.
  * @return 1, also for null.
  */
 CU_API int AmbrelFreeJsonNode(JsonNode *node);
@@ -175,20 +185,28 @@ CU_API int AmbrelFreeJsonNode(JsonNode *node);
  * Names are exact: "uint8", "uint16", "uint32" or "unsigned integer", "uint64", "int32" or
  * "integer", "int64", "float", "double", "string" and "hex".
  *
+ * @param name the name.
  * @return one of JsonDataType; 0 for any other name or null.
  */
 CU_API uint32_t aeStringDataTypeToEnum(const char *name);
 
-/** @brief Bytes of a value of types 1 to 10; 0 for any other type. */
+/**
+ * @brief How long values of a type are.
+ *
+ * @param type one of JsonDataType.
+ * @return bytes of a value of types 1 to 10; 0 for any other type.
+ */
 CU_API uint32_t aeGetJsonDataTypeSize(uint32_t type);
 
 /**
  * @brief Reads a typed value from raw bytes in the machine's order; they need no alignment.
  *
  * @param type   one of JsonDataType, stored first: it is set even when the bytes are too few.
+ * @param bytes  the bytes.
  * @param length number of bytes; those that a number does not need are ignored.
  * @param value  receives type, length and value. For JSON_TYPE_STRING and JSON_TYPE_HEX the value
- * is a new terminated copy, the caller's to free(); what was there before is not freed.
+ *               is a new terminated copy, the caller's to free(); what was there before is not
+ *               freed.
  * @return 1; 0 for a null argument, a @p length of 0 or another type, with nothing stored; 0 for
  * too few bytes or without memory.
  */
@@ -198,8 +216,9 @@ CU_API CU_MUST_USE int aeConvertDataBytesToJsonDataType(uint32_t type, const uin
 /**
  * @brief Stores a value's bytes as a byte array.
  *
+ * @param value     the value, which stays as it is.
  * @param byteArray receives type JSON_TYPE_STRING, which is set even on failure, and the length and
- * a new terminated copy of the bytes, the caller's to free().
+ *                  a new terminated copy of the bytes, the caller's to free().
  * @return 1; 0 for a null argument, another type than those of JsonDataType, bytes that are null,
  * or without memory.
  */
@@ -212,7 +231,8 @@ CU_API CU_MUST_USE int aeStoreJsonDataTypeInAEByteArray(const JsonTypedValue *va
  * JSON_TYPE_INT64 prints its low 32 bits alone, 32-bit numbers print at most 9 characters, and
  * floating-point numbers have 9 decimals.
  *
- * @param out receives a new string, to be released with free().
+ * @param value the number.
+ * @param out   receives a new string, to be released with free().
  * @return 1; 0 for types outside 1 to 10, a null argument, or without memory.
  */
 CU_API CU_MUST_USE int getJsonDataTypeAsString(const JsonTypedValue *value, char **out);
@@ -225,6 +245,7 @@ CU_API CU_MUST_USE int getJsonDataTypeAsString(const JsonTypedValue *value, char
  * as JSON_TYPE_UINT8 is 44), for those of 64 bits into that of 64; not-a-number becomes 0. Texts
  * and bytes are copied, and keep their own type whatever the target type.
  *
+ * @param source     the value to convert.
  * @param targetType JSON_TYPE_UINT8 to JSON_TYPE_DOUBLE.
  * @param target     receives type, length and value; a copied text is a new block without
  *                   terminator, the caller's to free(). What was there before is not freed.

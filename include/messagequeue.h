@@ -41,6 +41,9 @@
  *   characters is lost.
  * - A stream that breaks off within a record loads the records before that and reports success.
  * - Formatted text is cut to twice the length of the format, less one.
+ *
+ * **Shared arguments.**
+ * - `queue`: the queue.
  */
 #ifndef COMMONUTILITIES_MESSAGEQUEUE_H
 #define COMMONUTILITIES_MESSAGEQUEUE_H
@@ -136,6 +139,8 @@ CU_API CU_MUST_USE int MessageQueueAddEntry(MessageQueue *queue, MessageEntry *e
 
 /**
  * @brief Starts a walk over the messages added since the last wrap, oldest first.
+ *
+ * @param iter receives the start of the walk.
  * @return 0; -1 when either is null or the queue is not initialised: the iterator's `queue` is
  * null.
  */
@@ -146,8 +151,9 @@ CU_API int MessageQueueGetIter(MessageQueue *queue, MessageQueueIter *iter);
  *
  * Messages that are added during the walk may take the place of those not yet visited.
  *
- * @param out receives a message of the caller's own, to be released with FreeMessageEntry(); null
- *            when the result is not 0.
+ * @param iter the walk.
+ * @param out  receives a message of the caller's own, to be released with FreeMessageEntry(); null
+ *             when the result is not 0.
  * @return 0; 2 at the end; -1 when the next slot is empty, the iterator has no queue, either
  * argument is null, or there is no memory. The walk does not move on then.
  */
@@ -155,7 +161,9 @@ CU_API int MessageQueueGetMessage(MessageQueueIter *iter, MessageEntry **out);
 
 /**
  * @brief Copies a message, with a reference count of 1.
- * @param out receives the copy, to be released with FreeMessageEntry(); null on failure.
+ *
+ * @param entry the message.
+ * @param out   receives the copy, to be released with FreeMessageEntry(); null on failure.
  * @return 0; -1 when either is null or there is no memory.
  */
 CU_API int MessageQueueCloneEntry(const MessageEntry *entry, MessageEntry **out);
@@ -165,6 +173,8 @@ CU_API int MessageQueueCloneEntry(const MessageEntry *entry, MessageEntry **out)
  *
  * Does nothing for null and for a message whose `refCount` is 0. Takes no lock: it is for messages
  * of the caller's own.
+ *
+ * @param entry the message.
  */
 CU_API void FreeMessageEntry(MessageEntry *entry);
 

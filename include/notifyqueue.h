@@ -54,6 +54,10 @@
  * - queueHouseKeeping() leaves a reference behind at each round.
  * - An entry whose `data` was set to null is never freed.
  * - deinit_queue() drops two references of each entry: release every peeked entry before.
+ *
+ * **Shared arguments.**
+ * - `queue`: the queue.
+ * - `locked`: 0, or not 0 when the caller holds the lock.
  */
 #ifndef COMMONUTILITIES_NOTIFYQUEUE_H
 #define COMMONUTILITIES_NOTIFYQUEUE_H
@@ -117,7 +121,7 @@ CU_API int init_queue(Queue *queue, uint32_t capacity, uint32_t delayMs);
  */
 CU_API void deinit_queue(Queue *queue);
 
-/** @brief The number of slots, not of entries; 0 for null. */
+/** @brief Not the number of entries. @return the number of slots; 0 for null. */
 CU_API uint32_t getQueueSize(const Queue *queue);
 
 /**
@@ -133,10 +137,10 @@ CU_API int lockQueue(Queue *queue, int32_t ms);
 /** @brief Unlocks the queue. @return pthread_mutex_unlock()'s result; EINVAL for null. */
 CU_API int unlockQueue(Queue *queue);
 
-/** @brief 1 when no slot is free; takes no lock. A null queue is full. */
+/** @brief Whether no slot is free; takes no lock. @return 1 if so, else 0; 1 for null. */
 CU_API int isQueueFull(const Queue *queue);
 
-/** @brief 1 when there is no entry; takes no lock. A null queue is empty. */
+/** @brief Whether there is no entry; takes no lock. @return 1 if so, else 0; 1 for null. */
 CU_API int isQueueEmpty(const Queue *queue);
 
 /**
@@ -166,7 +170,11 @@ CU_API CU_MUST_USE QueueEntry *peekQueueEntry(Queue *queue, int locked);
  */
 CU_API CU_MUST_USE QueueEntry *deQueueEntry(Queue *queue, int locked);
 
-/** @brief Starts a walk over the slots at slot 0; does nothing when either is null. */
+/**
+ * @brief Starts a walk over the slots at slot 0; does nothing when either is null.
+ *
+ * @param iter the walk, any memory.
+ */
 CU_API void getQueueIter(Queue *queue, QueueIter *iter);
 
 /**
@@ -195,6 +203,7 @@ CU_API void getQueueIter(Queue *queue, QueueIter *iter);
  * @warning One call beyond the last slot gives null. Any further call gives null when @p locked is
  *          not 0, and with @p locked 0 locks the queue twice: it never returns.
  *
+ * @param iter the walk.
  * @return the entry or null.
  */
 CU_API CU_MUST_USE QueueEntry *peekQueueEntryIter(QueueIter *iter, int locked);

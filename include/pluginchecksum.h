@@ -13,6 +13,11 @@
  * thread that feeds it. Nothing is allocated or logged.
  *
  * A null buffer counts as an empty one; a null state is left alone.
+ *
+ * **Shared arguments.**
+ * - `bytes`: the buffer.
+ * - `length`: its bytes.
+ * - `state`: the running state, the caller's variable.
  */
 #ifndef COMMONUTILITIES_PLUGINCHECKSUM_H
 #define COMMONUTILITIES_PLUGINCHECKSUM_H
@@ -44,7 +49,7 @@ CU_API uint32_t PluginCalculateCRC32(const void *bytes, uint32_t length);
 /** @brief Sets a running state to its initial value, 0xFFFFFFFF. */
 CU_API void PluginBeginCRC32(uint32_t *state);
 
-/** @brief Takes one byte into a running state. */
+/** @brief Takes one byte into a running state. @param byte the byte. */
 CU_API void PluginDoCRC32(uint32_t *state, uint8_t byte);
 
 /**

@@ -184,6 +184,13 @@ CU_API int32_t processObject1(JsonWalkContext *context, const char *key, int32_t
  *
  * All take the document's text, the value's offsets and a destination. The result is non-zero on
  * success, and 0 for a null argument, for an end before the start, and without memory.
+ *
+ * **Shared arguments and results.**
+ * - `json`: the document's text.
+ * - `start`: offset of the value.
+ * - `end`: offset one past the value.
+ * - `dst`: the destination.
+ * - Result: not 0; 0 for a null argument, for an end before the start, and without memory.
  * @{
  */
 
@@ -192,10 +199,16 @@ CU_API int32_t processObject1(JsonWalkContext *context, const char *key, int32_t
  *
  * Escapes stay as written. What `*dst` held is not freed. An empty value gives 0 and leaves `*dst`
  * as it was; without memory `*dst` is null.
+ *
+ * @return 1; 0 for an empty value, a null argument, an end before the start, and without memory.
  */
 CU_API int32_t parseRfString(const char *json, int32_t start, int32_t end, char **dst);
 
-/** @brief As parseRfString(), but an empty value gives "" and 1. Nothing is converted. */
+/**
+ * @brief As parseRfString(), but an empty value gives "". Nothing is converted.
+ *
+ * @return 1 for an empty value too; else as parseRfString().
+ */
 CU_API int32_t parseRfTimestamp(const char *json, int32_t start, int32_t end, char **dst);
 
 /** @brief A signed 64-bit integer, base 10, saturated; a text that is no number stores 0. */
@@ -234,6 +247,14 @@ CU_API int32_t parseRfHexString(const char *json, int32_t start, int32_t end, ui
  *
  * An empty link gives 0 and length 0. The parameters are those of rfDeserializeFn, @p dst an
  * rfLink.
+ *
+ * @param context the walk.
+ * @param start   offset of the value.
+ * @param end     offset one past the value.
+ * @param key     the property's name.
+ * @param index   not read.
+ * @param dst     an rfLink.
+ * @return 1 for a link; 0 for another key, an empty link, a null argument, and without memory.
  */
 CU_API int32_t deserialize_rfLinkRef(JsonWalkContext *context, int32_t start, int32_t end,
                                      const char *key, uint32_t index, void *dst);
@@ -249,6 +270,15 @@ CU_API int32_t deserialize_rfLinkRef(JsonWalkContext *context, int32_t start, in
  * the array is released and left empty.
  *
  * Each returns the element parser's result, and 0 for a null array or without memory.
+ *
+ * **Shared arguments and results.**
+ * - `context`: the walk.
+ * - `start`: offset of the value in the text.
+ * - `end`: offset one past the value.
+ * - `key`: the property's name.
+ * - `index`: position of the element in its array; 0 outside arrays.
+ * - `array`: the array to fill.
+ * - Result: that of the element's parser; 0 for a null array or without memory.
  * @{
  */
 
@@ -269,14 +299,37 @@ CU_API int32_t deserialize_rfNumberArray(JsonWalkContext *context, int32_t start
  * A new element whose text is empty or cannot be copied has a null text; over an old one the empty
  * text keeps what was there, with length 0.
  *
+ * @param json  the document's text.
+ * @param start offset of the value.
+ * @param end   offset one past the value.
+ * @param array the array that grows.
+ * @param index the position.
  * @return 1, or 0 for an empty text, a null array or without memory.
  */
 CU_API int32_t parseRfCharArray(const char *json, int32_t start, int32_t end, rfCharArray *array,
                                 uint32_t index);
-/** @brief parseRfCharArray() under a second name. */
+/**
+ * @brief parseRfCharArray() under a second name.
+ *
+ * @param json  the document's text.
+ * @param start offset of the value.
+ * @param end   offset one past the value.
+ * @param array the array that grows.
+ * @param index the position.
+ * @return as parseRfCharArray().
+ */
 CU_API int32_t parseRfStringArray(const char *json, int32_t start, int32_t end,
                                   rfStringArray *array, uint32_t index);
-/** @brief As parseRfCharArray(), but without memory for growth the old elements are lost. */
+/**
+ * @brief As parseRfCharArray(), but without memory for growth the old elements are lost.
+ *
+ * @param json  the document's text.
+ * @param start offset of the value.
+ * @param end   offset one past the value.
+ * @param array the array that grows.
+ * @param index the position.
+ * @return as parseRfCharArray().
+ */
 CU_API int32_t parseRfLinkArray(const char *json, int32_t start, int32_t end, rfLinkArray *array,
                                 uint32_t index);
 
@@ -288,14 +341,22 @@ CU_API int32_t parseRfLinkArray(const char *json, int32_t start, int32_t end, rf
  * Each appends one element to an array that is zero-filled or was filled by these functions, and
  * returns 1; or 0 for a null argument or without memory, which for growth releases the array and
  * leaves it empty. A null list starts anew, whatever the count.
+ *
+ * **Shared arguments and results.**
+ * - `array`: the array that grows.
+ * - Result: 1; 0 for a null argument or without memory.
  * @{
  */
 
-/** @brief Appends a copy of @p s. Without memory for the copy the array stays as it is. */
+/**
+ * @brief Appends a copy of @p s. Without memory for the copy the array stays as it is.
+ *
+ * @param s the text.
+ */
 CU_API int32_t AddStringToRfCharArray(const char *s, rfCharArray *array);
-/** @brief Appends @p value. */
+/** @brief Appends @p value. @param value the number. */
 CU_API int32_t AddValueToRfIntArray(int64_t value, rfIntArray *array);
-/** @brief Appends @p value. */
+/** @brief Appends @p value. @param value the number. */
 CU_API int32_t AddNumberToRfNumberArray(rfNumberArray *array, float value);
 /** @} */
 
@@ -312,7 +373,15 @@ CU_API int32_t AddNumberToRfNumberArray(rfNumberArray *array, float value);
  */
 CU_API int32_t ValidNumberInArray(const rfNumberArray *array, float *firstBad, float min,
                                   float max);
-/** @brief The same for integers; @p firstBad gets the low 32 bits of the first one outside. */
+/**
+ * @brief The same for integers; @p firstBad gets the low 32 bits of the first one outside.
+ *
+ * @param array    null gives 0.
+ * @param min      lower bound.
+ * @param max      upper bound.
+ * @param firstBad receives that; otherwise left alone. May be null.
+ * @return as ValidNumberInArray().
+ */
 CU_API int32_t ValidIntegerInArray(const rfIntArray *array, int32_t min, int32_t max,
                                    int32_t *firstBad);
 
@@ -323,6 +392,11 @@ CU_API int32_t ValidIntegerInArray(const rfIntArray *array, int32_t min, int32_t
  *
  * Each frees what a value owns, never the record itself, and accepts null. Counts and pointers stay
  * as they were: do not use or release the value again before it is zero-filled.
+ *
+ * **Shared arguments.**
+ * - `s`: the string.
+ * - `link`: the link.
+ * - `array`: the array.
  * @{
  */
 

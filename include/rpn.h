@@ -147,7 +147,8 @@ typedef struct RpnExtendedContext {
  * The token is compared with each name of supportedList in order, over the shorter of the two
  * lengths, and the first that agrees counts: "<" is "<<", "m" is "max", "-5" is "-".
  *
- * @param id receives the operator's id, or RPN_NO_OPERATOR.
+ * @param token the token.
+ * @param id    receives the operator's id, or RPN_NO_OPERATOR.
  * @return 1 for an operator; 0 for any other token, an empty token or a null argument.
  */
 CU_API int isOperator(const char *token, uint32_t *id);
@@ -167,6 +168,7 @@ CU_API float processOperand(uint32_t id, uint8_t *error, float a, float b);
 /**
  * @brief Evaluates an expression over parameters given as texts.
  *
+ * @param expression     the expression.
  * @param parameters     the texts of "%1" to "%n": decimal (a sign is allowed) or hexadecimal
  *                       ("0x10", at most 31 bits; larger ones count as the largest).
  * @param parameterCount number of parameters; a higher number in the expression, or "%0", fails.
@@ -187,7 +189,8 @@ CU_API int doRPN(const char *expression, char **parameters, uint32_t parameterCo
  * ones reuse them without looking at the expression again. There is no conditional: "?" and ":"
  * fail.
  *
- * @param result receives the value on top of the stack at the end.
+ * @param context expression, callbacks and tokens.
+ * @param result  receives the value on top of the stack at the end.
  * @return 1; 0 with @p result left alone for a null argument or callback, and for the failures of
  *         doRPN(). Unless keepTokens is set, the tokens are released either way; only a null
  *         argument or callback leaves the whole context alone.
@@ -202,6 +205,8 @@ CU_API int doRPNExtended(RpnExtendedContext *context, double *result);
  * not-a-number becomes 0.
  *
  * @param dataType RPN_TYPE_UINT8 to RPN_TYPE_DOUBLE.
+ * @param out      receives type, length and value.
+ * @param value    the number.
  * @return 1; 0 with @p out left alone for another type or a null @p out.
  */
 CU_API int convertRPNFloatToDataType(uint32_t dataType, RpnDataValue *out, double value);
@@ -211,6 +216,7 @@ CU_API int convertRPNFloatToDataType(uint32_t dataType, RpnDataValue *out, doubl
  *
  * RPN_TYPE_INT64 prints its low 32 bits alone, and 32-bit values print at most 9 characters.
  *
+ * @param value     the value.
  * @param out       receives a new string, to be released with free().
  * @param precision decimals of RPN_TYPE_FLOAT and RPN_TYPE_DOUBLE; more than 9 count as 9.
  * @return 1; 0 for another type, an empty text, a null argument, or without memory.

@@ -29,6 +29,10 @@
  * - A map compares keys by their 64-bit hashes alone. The hashes are public and unseeded, so do not
  *   use keys that a stranger chooses where two keys that count as one would do harm.
  * - Values lie at multiples of 4 bytes: read pointers and 64-bit values with memcpy().
+ *
+ * **Shared arguments.**
+ * - `stack`: the stack.
+ * - `map`: the map.
  */
 #ifndef COMMONUTILITIES_STACKMAP_H
 #define COMMONUTILITIES_STACKMAP_H
@@ -89,10 +93,19 @@ typedef struct MapIter {
  */
 CU_API void **stack_init_(Stack *stack);
 
-/** @brief Number of items held, 0 for a null stack. In FIFO mode also those already handed out. */
+/**
+ * @brief How many items the stack holds, in FIFO mode also those already handed out.
+ *
+ * @return their number; 0 for a null stack.
+ */
 CU_API uint32_t stack_get_size_(const Stack *stack);
 
-/** @brief The item at @p index, where 0 is the one pushed first; null beyond the last one. */
+/**
+ * @brief Looks at an item, which stays.
+ *
+ * @param index 0 is the one pushed first.
+ * @return the item; null beyond the last one.
+ */
 CU_API void *stack_get_(const Stack *stack, uint32_t index);
 
 /**
@@ -153,7 +166,11 @@ CU_API void *map_get_(const Map *map, const void *key);
  */
 CU_API int map_set_(Map *map, const void *key, const void *value, uint32_t valueSize);
 
-/** @brief Removes an entry. Does nothing for a null argument or an absent key. */
+/**
+ * @brief Removes an entry. Does nothing for a null argument or an absent key.
+ *
+ * @param key as for map_get_().
+ */
 CU_API void map_remove_(Map *map, const void *key);
 
 /**
@@ -163,7 +180,7 @@ CU_API void map_remove_(Map *map, const void *key);
  */
 CU_API void map_deinit_(Map *map);
 
-/** @brief A position before the first entry. */
+/** @brief Starts a walk over the entries. @return a position before the first entry. */
 CU_API MapIter map_iter_(void);
 
 /**
@@ -171,12 +188,13 @@ CU_API MapIter map_iter_(void);
  *
  * Entries come by bucket, and within a bucket the newest first.
  *
+ * @param iter the walk.
  * @return the entry's stored key, valid as long as the entry: a string, or a number at an address
  *         that is a multiple of 4; null at the end and from then on, or for a null argument.
  */
 CU_API const void *map_next_(const Map *map, MapIter *iter);
 
-/** @brief Number of entries; 0xFFFFFFFF for a null map. */
+/** @brief How many entries the map has. @return their number; 0xFFFFFFFF for a null map. */
 CU_API uint32_t map_get_numElements_(const Map *map);
 
 /**

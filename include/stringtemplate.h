@@ -68,6 +68,7 @@ typedef struct NamedArg {
  * Anything else after "%" writes "Not implemented" to standard output and is left out, so "%5d"
  * yields "d" and consumes no argument. A "%" at the end is left out.
  *
+ * @param format       the template.
  * @param out          receives the new string; left alone on failure.
  * @param expectedArgs number of arguments passed. A conversion beyond it writes "We have more args
  *                     than we expected" and a line break to standard output and is formatted all
@@ -82,7 +83,9 @@ CU_API CU_MUST_USE int CreateStringWithArgs(const char *format, char **out, uint
  *
  * The capacity becomes exactly the new length plus 1 whenever it must grow.
  *
+ * @param box   the box.
  * @param bytes must not lie inside the box.
+ * @param count how many bytes.
  * @return 1; 0 for null arguments or a @p count of 0, and the box is left alone; 0 without memory
  *         or when the length would pass 32 bits, and the box is then empty and its bytes released.
  */
@@ -104,18 +107,31 @@ CU_API int AddDataToBufferBox(BufferBox *box, const void *bytes, uint32_t count)
 CU_API CU_MUST_USE int ambrel_createstring_namedargs(const char *text, uint32_t count,
                                                      const NamedArg *args, char **out);
 
-/** @brief The first of @p count pairs with exactly this name, or null (also for null arguments). */
+/**
+ * @brief Looks up a name.
+ *
+ * @param name  the name, exactly.
+ * @param count number of @p args.
+ * @param args  the pairs.
+ * @return the first pair with this name, or null; null for null arguments too.
+ */
 CU_API const NamedArg *ambrelFindNamedParameter(const char *name, uint32_t count,
                                                 const NamedArg *args);
 
-/** @brief A new copy of a string; null for null or without memory. */
+/**
+ * @brief Copies a string.
+ *
+ * @param string the string.
+ * @return the copy, which the caller frees; null for null or without memory.
+ */
 CU_API CU_MUST_USE char *AmbrelSetStringValue(const char *string);
 
 /**
  * @brief vsnprintf() into a new string of the right size.
  *
- * @param args left as vsnprintf() leaves it: the caller calls va_end() and uses it no more.
- * @param out  receives the new string; null on failure.
+ * @param format printf-like.
+ * @param args   left as vsnprintf() leaves it: the caller calls va_end() and uses it no more.
+ * @param out    receives the new string; null on failure.
  * @return the number of characters; -1 for a null format or @p out, for a format that vsnprintf()
  *         refuses, or without memory.
  */
@@ -131,7 +147,12 @@ CU_API int ambrel_vsnprintf(const char *format, va_list args, char **out) CU_PRI
  */
 CU_API int getExtendedISOTime(char *dst, uint32_t size, const time_t *t);
 
-/** @brief Character @p index of "a" to "z", "A" to "Z", "0" to "9"; 0 from AE_RANDOM_CHARS on. */
+/**
+ * @brief The characters "a" to "z", "A" to "Z", "0" to "9".
+ *
+ * @param index which.
+ * @return the character; 0 from AE_RANDOM_CHARS on.
+ */
 CU_API char ae_random_char(uint32_t index);
 
 /**
@@ -141,6 +162,7 @@ CU_API char ae_random_char(uint32_t index);
  * second give the same name, and anyone can guess it: create files with mkstemp() instead.
  *
  * @param prefix null counts as empty.
+ * @param count  how many.
  * @param out    receives the new string; null without memory.
  * @return always 1: test `*out`.
  */

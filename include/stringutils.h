@@ -50,6 +50,8 @@ typedef struct TokenList {
 /**
  * @brief Compares two strings over one byte fewer than the shorter one has.
  *
+ * @param a a name.
+ * @param b another one.
  * @return 0 when those bytes are equal, else 1. Mind the sense, and that the last byte of the
  *         shorter string is not looked at: "abc" matches "abX". With an empty string nothing is
  *         compared: 0. 1 for a null string.
@@ -61,17 +63,29 @@ CU_API int ext_match(const char *a, const char *b);
  *
  * @param buffer any bytes, changed in place.
  * @param length bytes in the buffer; terminators do not end the work.
+ * @param from   the byte to replace.
+ * @param to     what it becomes.
  * @return 1, or 0 for a null buffer.
  */
 CU_API int ambrelFindandReplace(uint8_t *buffer, uint32_t length, uint8_t from, uint8_t to);
 
-/** @brief A new string: @p a followed by @p b. Null for a null string or without memory. */
+/**
+ * @brief A new string: @p a followed by @p b.
+ *
+ * @param a the beginning.
+ * @param b the end.
+ * @return the string, which the caller frees; null for a null string or without memory.
+ */
 CU_API CU_MUST_USE char *concatStrings(const char *a, const char *b);
 
 /**
  * @brief A new string: @p directory, a '/' unless the directory ends in one, and @p name.
  *
  * An empty directory gives "/name". Null for a null string or without memory.
+ *
+ * @param directory the directory.
+ * @param name      the name in it.
+ * @return the string, which the caller frees, or null.
  */
 CU_API CU_MUST_USE char *joinPath(const char *directory, const char *name);
 
@@ -83,11 +97,20 @@ CU_API CU_MUST_USE char *joinPath(const char *directory, const char *name);
  * @param destination receives at most @p size bytes with the terminator; the rest of a longer path
  *                    is cut. It may be the directory's own buffer. Nothing is written when size is
  *                    0.
+ * @param directory   the directory.
+ * @param name        the name in it.
+ * @param size        bytes of the destination.
  * @return @p destination, or null when any pointer is null.
  */
 CU_API char *concatPath(char *destination, const char *directory, const char *name, uint32_t size);
 
-/** @brief Index of the first @p needle in @p haystack, or STRING_INDEX_NONE (also for null). */
+/**
+ * @brief Finds the first @p needle in @p haystack.
+ *
+ * @param haystack where to look.
+ * @param needle   what for.
+ * @return its index, or STRING_INDEX_NONE (also for null).
+ */
 CU_API uint32_t get_index_of(const char *haystack, const char *needle);
 
 /**
@@ -98,31 +121,64 @@ CU_API uint32_t get_index_of(const char *haystack, const char *needle);
  * that stand before a partial match are missed: "abxb" does not hold "ab" for this function.
  * Daemons rely on what it finds; where every occurrence matters, search with get_index_of().
  *
+ * @param string    where to look.
+ * @param substring what for.
  * @return index at which the occurrence found begins, or -1 (also for null and for an empty
  *         substring).
  */
 CU_API int32_t get_last_index_of(const char *string, const char *substring);
 
-/** @brief 1 when @p needle occurs in @p haystack, else 0 (also for null). */
+/**
+ * @brief Whether @p needle occurs in @p haystack.
+ *
+ * @param haystack where to look.
+ * @param needle   what for.
+ * @return 1 if so, else 0 (also for null).
+ */
 CU_API int str_contains(const char *haystack, const char *needle);
 
-/** @brief str_contains() without regard to case, as the process locale sees it. */
+/**
+ * @brief str_contains() without regard to case, as the process locale sees it.
+ *
+ * @param haystack where to look.
+ * @param needle   what for.
+ * @return as str_contains().
+ */
 CU_API int str_ncontains(const char *haystack, const char *needle);
 
 /**
  * @brief A new string: what stands before the first occurrence of @p delimiter, a whole string.
  *
+ * @param string    the string.
+ * @param delimiter what ends the copy.
  * @return the new string; null when the delimiter does not occur, for null, or without memory.
  */
 CU_API CU_MUST_USE char *get_until(const char *string, const char *delimiter);
 
-/** @brief A new lower-case copy. Null for null or without memory. */
+/**
+ * @brief Copies a string in lower case.
+ *
+ * @param string the string.
+ * @return the copy, which the caller frees; null for null or without memory.
+ */
 CU_API CU_MUST_USE char *toLower(const char *string);
 
-/** @brief The smaller of two lengths. */
+/**
+ * @brief Compares two lengths.
+ *
+ * @param a a length.
+ * @param b another one.
+ * @return the smaller one.
+ */
 CU_API uint32_t minlen(uint32_t a, uint32_t b);
 
-/** @brief The length of the longer of two strings; a null string has length 0. */
+/**
+ * @brief Compares the lengths of two strings; a null string has length 0.
+ *
+ * @param a a string.
+ * @param b another one.
+ * @return the length of the longer one.
+ */
 CU_API uint32_t maxlen(const char *a, const char *b);
 
 /**
@@ -184,7 +240,14 @@ CU_API char *strtok_safe(char *string, const char *delimiters, char **save);
  */
 CU_API int tokenizeString(const char *string, const char *delimiters, TokenList *list);
 
-/** @brief tokenizeString() that leaves every blank (' ' alone) out of the tokens. */
+/**
+ * @brief tokenizeString() that leaves every blank (' ' alone) out of the tokens.
+ *
+ * @param string     stays as it is.
+ * @param delimiters as for strtok_safe().
+ * @param list       as for tokenizeString().
+ * @return as tokenizeString().
+ */
 CU_API int tokenizeStringWithNoSpaces(const char *string, const char *delimiters, TokenList *list);
 
 /**
@@ -192,6 +255,8 @@ CU_API int tokenizeStringWithNoSpaces(const char *string, const char *delimiters
  *
  * @p list->count keeps its value: test `tokens`, not `count`, to see whether a list holds anything.
  * A second call does nothing, and the list may be filled again.
+ *
+ * @param list the list.
  */
 CU_API void FreeTokens(TokenList *list);
 

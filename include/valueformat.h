@@ -25,6 +25,13 @@
  *   comma.
  * - Hexadecimal digits are not checked, and byteCompare() calls null equal to anything.
  * - convertUUIDToUniformFormat() writes one character more than its maximum and no terminator.
+ *
+ * **Shared arguments and results.**
+ * - `value`: what to print.
+ * - `out`: receives the new string.
+ * - `precision`: decimals.
+ * - Result of `get*`: the new string, to be released with free(); null without memory or for a null
+ *   `out`.
  */
 #ifndef COMMONUTILITIES_VALUEFORMAT_H
 #define COMMONUTILITIES_VALUEFORMAT_H
@@ -90,7 +97,13 @@ CU_API char *getDoubleAsString(uint8_t precision, char **out, double value);
  */
 CU_API char *getDoubleAsIntOrDoubleString(uint8_t precision, char **out, double value);
 
-/** @brief 1 when two binary UUIDs of UUID_BINARY_SIZE bytes are equal, else 0 (also for null). */
+/**
+ * @brief Whether two binary UUIDs of UUID_BINARY_SIZE bytes are equal.
+ *
+ * @param a one.
+ * @param b the other.
+ * @return 1 if so, else 0 (also for null).
+ */
 CU_API int compareUUID(const uint8_t *a, const uint8_t *b);
 
 /**
@@ -115,6 +128,7 @@ CU_API int convertUUIDToUniformFormat(const char *uuid, char *destination, uint3
  * @param hex         at least @p length characters.
  * @param length      characters; must be twice @p count.
  * @param destination receives @p count bytes.
+ * @param count       bytes to make.
  * @return 1; 0 when a pointer is null or the length does not fit, and nothing is written.
  */
 CU_API int convertHexStringToByteArray(const char *hex, uint32_t length, uint8_t *destination,
@@ -123,6 +137,8 @@ CU_API int convertHexStringToByteArray(const char *hex, uint32_t length, uint8_t
 /**
  * @brief Copies bytes into a new string with a terminator behind them.
  *
+ * @param bytes  the bytes.
+ * @param length how many.
  * @return 1 with the string, to be released with free(), in `*out`; 0 for null pointers, and
  *         without memory, when `*out` is null.
  */
@@ -131,6 +147,8 @@ CU_API CU_MUST_USE int convertByteArraytoString(const void *bytes, uint32_t leng
 /**
  * @brief Copies a string's characters into a new block without terminator.
  *
+ * @param string    the string.
+ * @param out       receives the block.
  * @param outLength receives the number of bytes. An empty string gives 0 and a pointer that may be
  *                  freed.
  * @return 1 with the block, to be released with free(), in `*out`; 0 for null pointers, and without
@@ -142,6 +160,10 @@ CU_API CU_MUST_USE int convertStringToByteArray(const char *string, uint8_t **ou
 /**
  * @brief Compares two blocks of bytes.
  *
+ * @param a       a block.
+ * @param lengthA its bytes.
+ * @param b       another block.
+ * @param lengthB its bytes.
  * @return -1 when a byte differs within the shorter length, else 1 when the lengths differ, else 0.
  *         Not an order: swapping the blocks does not change the result. 0, as for equal blocks,
  *         when either pointer is null: test for null before.
@@ -151,6 +173,7 @@ CU_API int byteCompare(const void *a, uint32_t lengthA, const void *b, uint32_t 
 /**
  * @brief The number base that a text's second character tells.
  *
+ * @param text the text of a number, or null.
  * @return 16 for 'x' or 'X', 2 for 'b' or 'B', else 10; 10 for null and for texts of fewer than
  *         three characters. The first character is not looked at.
  */
