@@ -21,13 +21,15 @@
  * its own thread waits for that call's lock for ever.
  *
  * **Forked children** log under their own process and thread ids, into the same file; lines stay
- * whole, but each process writes into the header how far it got itself.
+ * whole, but each process writes into the header how far it got itself, and compares that alone
+ * with the limit, which the file can then exceed.
  *
  * **What surprises users.**
  * - When the log file reaches its size limit, it wraps: it starts over at its beginning, and all
  *   output of the process stops until DbgLog_ChangeLogSettings() is called again. A daemon that
  *   wants to go on logging calls it from time to time. A file that is full already wraps as soon
- *   as it is opened, so such a daemon starts mute.
+ *   as it is opened, so such a daemon starts mute. If the file cannot be opened again at a wrap,
+ *   only the console goes on.
  * - A file that is opened again is continued at its end, not at the position in its header, so the
  *   order of the text is not the order of time. Lines tell their time themselves.
  * - Messages are written as they are: line breaks and escape sequences in them reach the log, and
