@@ -5,7 +5,9 @@
 //   CU_FAIL=call:k[:once|after]:error   the k-th call, alone or with all that follow; call is a
 //                                       name such as fopen, or memory; error is a number, or 0 for
 //                                       a short read or write
-//   CU_FAIL_FILE=path                   this file is made when the fault strikes
+//   CU_FAIL=count                       nothing fails, calls are counted
+//   CU_FAIL_FILE=path                   this file is made when the fault strikes; or it gets the
+//                                       counts, a line "call number" each, when the program ends
 //
 // The calls of the program's libraries count; its own do not, nor do those that the C library makes
 // itself. A library's call at the very end of a function that the program calls is taken for the
@@ -45,7 +47,8 @@ const char *const kNames[] = {"memory",    "fopen",    "fdopen", "fclose",      
 static_assert(sizeof kNames / sizeof *kNames == static_cast<size_t>(Call::kCount));
 
 std::atomic<int> g_call{-1};
-std::atomic<long> g_calls{0};
+std::atomic<long> g_calls[static_cast<size_t>(Call::kCount)];
+std::atomic<bool> g_counts{false};
 long g_k = 0;
 bool g_from_then = false;
 int g_error = 0;
@@ -83,6 +86,11 @@ __attribute__((constructor)) void ReadWish() {
   const char *const text = getenv("CU_FAIL");
   if (text == nullptr) return;
   g_file = getenv("CU_FAIL_FILE");
+  dl_iterate_phdr(NoteOther, nullptr);
+  if (strcmp(text, "count") == 0) {
+    g_counts = true;
+    return;
+  }
   const size_t name = strcspn(text, ":");
   int call = 0;
   while (call < static_cast<int>(Call::kCount) &&
@@ -99,25 +107,35 @@ __attribute__((constructor)) void ReadWish() {
   char *end = nullptr;
   g_error = static_cast<int>(strtol(rest, &end, 10));
   if (end == rest || *end != '\0') Refuse(text);
-  dl_iterate_phdr(NoteOther, nullptr);
   g_call.store(call, std::memory_order_release);
 }
 
 /// Counts a call from `caller` and tells whether it is to fail, with errno set when it is.
 bool Fails(Call call, const void *caller) {
-  if (g_call.load(std::memory_order_acquire) != static_cast<int>(call)) return false;
+  const int wanted = g_call.load(std::memory_order_acquire);
+  if (wanted != static_cast<int>(call) && !g_counts) return false;
   const uintptr_t at = reinterpret_cast<uintptr_t>(caller);
   for (size_t i = 0; i < g_ranges; ++i) {
     if (at >= g_others[i].begin && at < g_others[i].end) return false;
   }
-  const long n = g_calls.fetch_add(1) + 1;
-  if (n < g_k || (n > g_k && !g_from_then)) return false;
+  const long n = g_calls[static_cast<size_t>(call)].fetch_add(1) + 1;
+  if (g_counts || n < g_k || (n > g_k && !g_from_then)) return false;
   if (n == g_k && g_file != nullptr) {
     const long fd = syscall(SYS_openat, AT_FDCWD, g_file, O_CREAT | O_WRONLY | O_CLOEXEC, 0666);
     if (fd >= 0) syscall(SYS_close, fd);
   }
   if (g_error != 0) errno = g_error;
   return true;
+}
+
+__attribute__((destructor)) void TellCounts() {
+  if (!g_counts.exchange(false) || g_file == nullptr) return;
+  FILE *const file = fopen(g_file, "w");
+  if (file == nullptr) return;
+  for (size_t i = 0; i < static_cast<size_t>(Call::kCount); ++i) {
+    if (g_calls[i] != 0) fprintf(file, "%s %ld\n", kNames[i], g_calls[i].load());
+  }
+  fclose(file);
 }
 
 bool IsShort() {
