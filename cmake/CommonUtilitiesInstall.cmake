@@ -19,8 +19,20 @@ install(FILES
   ${PROJECT_BINARY_DIR}/commonutilities-config-version.cmake
   DESTINATION ${_package_dir} COMPONENT dev)
 
-configure_file(${CMAKE_CURRENT_LIST_DIR}/commonutilities.pc.in
-  ${PROJECT_BINARY_DIR}/commonutilities.pc @ONLY)
+# Written when it is installed: "cmake --install --prefix" can still change the prefix.
+foreach(_kind IN ITEMS LIBDIR INCLUDEDIR)
+  set(_pc_${_kind} ${CMAKE_INSTALL_${_kind}})
+  if(NOT IS_ABSOLUTE ${_pc_${_kind}})
+    set(_pc_${_kind} "\${prefix}/${_pc_${_kind}}")
+  endif()
+endforeach()
+install(CODE "
+  set(PROJECT_DESCRIPTION [[${PROJECT_DESCRIPTION}]])
+  set(PROJECT_VERSION [[${PROJECT_VERSION}]])
+  set(PC_LIBDIR [[${_pc_LIBDIR}]])
+  set(PC_INCLUDEDIR [[${_pc_INCLUDEDIR}]])
+  configure_file([[${CMAKE_CURRENT_LIST_DIR}/commonutilities.pc.in]]
+    [[${PROJECT_BINARY_DIR}/commonutilities.pc]] @ONLY)" COMPONENT dev)
 install(FILES ${PROJECT_BINARY_DIR}/commonutilities.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
@@ -42,7 +54,12 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${CMAKE_INSTALL_DO
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/fleet DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
   COMPONENT examples)
 
-# gdb looks here for what belongs to a library that it loads.
+# gdb looks here for what belongs to a library that it loads: below the library's own path, which
+# "cmake --install --prefix" can still change.
+set(_library_dir ${CMAKE_INSTALL_LIBDIR})
+if(NOT IS_ABSOLUTE ${_library_dir})
+  set(_library_dir "\${CMAKE_INSTALL_PREFIX}/${_library_dir}")
+endif()
 install(FILES ${PROJECT_SOURCE_DIR}/tools/gdb/commonutilities-gdb.py
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/gdb/auto-load${_library_dir}"
   RENAME libcommonutilities.so.${PROJECT_VERSION}-gdb.py COMPONENT gdb)

@@ -21,11 +21,8 @@ cmake -S "$source/consumer-cmake" -B "$scratch/cmake" -DCMAKE_BUILD_TYPE=Release
 cmake --build "$scratch/cmake" >/dev/null
 "${emulator[@]}" "$scratch/cmake/consumer"
 
-# The .pc file names the configured prefix; the scratch tree has another.
 export PKG_CONFIG_LIBDIR=$library_dir/pkgconfig
-read -ra flags <<<"$(pkg-config --define-variable=prefix="$prefix" \
-  --define-variable=includedir="$prefix/include" --define-variable=libdir="$library_dir" \
-  --cflags --libs commonutilities) ${LDFLAGS-}"
+read -ra flags <<<"$(pkg-config --cflags --libs commonutilities) ${LDFLAGS-}"
 "$cc" -std=c99 -pedantic -Wall -Wextra -Werror "$source/consumer-pkgconfig/consumer.c" \
   -o "$scratch/consumer" "${flags[@]}" -Wl,-rpath,"$library_dir"
 "${emulator[@]}" "$scratch/consumer"

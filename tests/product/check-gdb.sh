@@ -1,14 +1,18 @@
 #!/usr/bin/env bash
-# check-gdb.sh PROGRAM SCRIPT LIBRARY: gdb with the library's printers shows each record of the program
-# by what it holds, live and from a core file, cu-log shows the end of its log, and the printers come
-# with the library. Ends with 77 where no gdb could do that.
+# check-gdb.sh PROGRAM SCRIPT LIBRARY [SYSROOT EMULATOR...]: gdb with the library's printers shows each
+# record of the program by what it holds, live and from a core file, cu-log shows the end of its log,
+# and the printers come with the library. A program for another machine runs in qemu's EMULATOR, and
+# gdb-multiarch looks at it. Ends with 77 where no gdb could do that.
 set -euo pipefail
 program=$(realpath "$1") script=$(realpath "$2") library=$(realpath "$3")
+sysroot=${4-} emulator=("${@:5}")
+debugger=gdb
+((${#emulator[@]} == 0)) || debugger="gdb-multiarch"
 
 skip() { echo "skipped: $1"; exit 77; }
-command -v gdb >/dev/null || skip "gdb is not installed"
-gdb -nx -batch -ex 'python print("has python")' 2>&1 | grep -q '^has python' ||
-  skip "this gdb has no Python"
+command -v "$debugger" >/dev/null || skip "$debugger is not installed"
+"$debugger" -nx -batch -ex 'python print("has python")' 2>&1 | grep -q '^has python' ||
+  skip "this $debugger has no Python"
 
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
@@ -20,21 +24,42 @@ for record in tree ports names numbers texts messages ring publisher table '*gDB
 done
 commands+=(-ex 'print ((DBGLogCtrl){0})' -ex 'cu-log 2')
 
-gdb=(gdb -nx -batch -iex 'set auto-load off' -iex 'set debuginfod enabled off')
-"${gdb[@]}" "$program" -ex "source $script" -ex 'set print pretty off' \
-  -ex "run settings demo.log >/dev/null 2>&1" -ex "generate-core-file core" "${commands[@]}" \
-  >live 2>errors || true
-"${gdb[@]}" "$program" core -ex "source $script" -ex 'set print pretty off' "${commands[@]}" \
-  >dead 2>>errors || true
+gdb=("$debugger" -nx -batch -iex 'set debuginfod enabled off')
+((${#emulator[@]} == 0)) ||
+  gdb+=(-iex "set sysroot $sysroot" -iex "set solib-search-path ${library%/*}:$sysroot/lib")
+
+# run LOG: the program is started; `begin` has the commands that let it run on.
+run() {
+  begin=(-ex "run settings $1 >/dev/null 2>&1")
+  ((${#emulator[@]})) || return 0
+  "${emulator[0]}" -g "$dir/$1.socket" "${emulator[@]:1}" "$program" settings "$1" >/dev/null 2>&1 &
+  until [[ -S $1.socket ]] || ! kill -0 $! 2>/dev/null; do sleep 0.05; done
+  begin=(-ex "target remote $dir/$1.socket" -ex continue)
+}
+
+core_commands=(-ex 'generate-core-file core')
+if ((${#emulator[@]})); then
+  # The emulator writes the core file of what it runs.
+  core_commands=()
+  ulimit -c unlimited
+  ("${emulator[@]}" "$program" settings demo.log || true) >/dev/null 2>&1
+  rm demo.log
+  mv qemu_*.core core
+fi
+run demo.log
+"${gdb[@]}" -iex 'set auto-load off' "$program" -ex "source $script" -ex 'set print pretty off' \
+  "${begin[@]}" "${core_commands[@]}" "${commands[@]}" >live 2>errors || true
+"${gdb[@]}" -iex 'set auto-load off' "$program" core -ex "source $script" \
+  -ex 'set print pretty off' "${commands[@]}" >dead 2>>errors || true
 ! grep -qE 'ptrace: Operation not permitted|Could not trace the inferior' live errors ||
   skip "this machine lets no debugger in"
 
 # As installed: below gdb's own directory, under the library's path.
 mkdir -p "auto-load${library%/*}"
 cp "$script" "auto-load$library-gdb.py"
-gdb -nx -batch -iex "set auto-load scripts-directory $dir/auto-load" \
-  -iex "set auto-load safe-path $dir/auto-load" -iex 'set debuginfod enabled off' "$program" \
-  -ex 'break main' -ex 'run settings other.log >/dev/null 2>&1' -ex cu-log \
+run other.log
+"${gdb[@]}" -iex "set auto-load scripts-directory $dir/auto-load" \
+  -iex "set auto-load safe-path $dir/auto-load" "$program" -ex 'break main' "${begin[@]}" -ex cu-log \
   -ex 'cu-log 1 /nonexistent/log' >loaded 2>&1 || true
 
 failures=0

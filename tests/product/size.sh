@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# size.sh LIBRARY TOOL-PREFIX: the stripped size of the library, its parts, and the budget of each.
-# Fails when one is over its budget (see docs/performance.md).
+# size.sh LIBRARY TOOL-PREFIX CUCTL: the stripped size of the library, its parts, that of cuctl, and the
+# budget of each. Fails when one is over its budget (see docs/performance.md).
 set -euo pipefail
-library=$1 prefix=$2
+library=$1 prefix=$2 tool=$3
 stripped=$(mktemp)
 trap 'rm -f "$stripped"' EXIT
 "${prefix}strip" --strip-unneeded -o "$stripped" "$library"
@@ -24,4 +24,6 @@ row 'text, bytes' "$text" $((110 * 1024))
 row '.rel.dyn entries' "$(relocations .rel.dyn)" 200
 row '.rel.plt entries' "$(relocations .rel.plt)" 170
 row 'writable segment, bytes' "$writable" $((12 * 1024))
+"${prefix}strip" -o "$stripped" "$tool"
+row 'cuctl, stripped, bytes' "$(stat -c %s "$stripped")" $((1024 * 1024))
 exit "$status"

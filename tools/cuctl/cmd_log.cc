@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <compare>
 #include <csignal>
 #include <cstring>
 #include <ctime>
