@@ -10,6 +10,7 @@ cp "$documents"/* "$dir"
 mkdir "$dir/plugins"
 cp "$build/examples/boardd/libboardaction.so" "$dir/plugins/"
 boardd=$build/examples/boardd/boardd
+cuctl=$build/tools/cuctl/cuctl
 
 printf '\n  boardd runs for a moment on the documents of examples/documents, in %s\n' "$dir"
 "$boardd" --dir "$dir" --seconds 1 >/dev/null 2>&1
@@ -21,8 +22,8 @@ grep -a 'bt:' "$dir/boardd.log" | sed -E 's/^.*\]bt:[0-9]+: /    /' | head -4
 cat <<EOM
 
   Try next
-    less $dir/boardd.json
-    xxd $dir/store/events.db | head
+    $cuctl log cat -p ERROR $dir/boardd.log
+    $cuctl store list $dir/store/events.db
+    $cuctl conf list $dir/boardd.json
     less examples/boardd/boardd.c
-    ./dev test
 EOM
