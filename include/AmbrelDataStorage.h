@@ -419,9 +419,10 @@ CU_API uint32_t getAmbrelFileLocationForRecord(AmbrelStorageEngine *engine, uint
  *   offset, over its header. The file is no longer sound until a full save.
  *
  * @param entry the entry, which stays its owner's.
- * @return 1 when the payload was written, and always in the third case; 0 when it was not. When not
- *         even the record's header could be written: 1 if a record with its id was there, else 0.
- *         0 also when the entry has a length but no payload; then nothing was written.
+ * @return 1 when the payload was written, and always in the third case; 0 when it was not, as on a
+ *         disk that is full. Where the stream does not even take the record's header, for example
+ *         one that is open for reading: 1 if a record with its id was there, else 0. 0 also when the
+ *         entry has a length but no payload; then nothing was written.
  */
 CU_API uint32_t writeAmbrelRecord(AmbrelStorageEngine *engine, uint32_t held,
                                   AmbrelStorageEntry *entry);
