@@ -1,3 +1,4 @@
+#include <errno.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
@@ -102,6 +103,17 @@ TEST(GetAEParameterAsUnsignedInteger, ConvertsAsStrtoulOf32Bits) {
                         {"-1", 4294967295},
                         {"-4294967295", 1},
                         {"-4294967296", 4294967295}});
+}
+
+TEST(GetAEParameterAsUnsignedInteger, SetsErrnoForANumberOutOfRangeAlone) {
+  const Param in_range(CONFIG_TYPE_UNSIGNED_INTEGER, "0x1F");
+  const Param out_of_range(CONFIG_TYPE_UNSIGNED_INTEGER, "4294967296");
+  uint32_t value = 0;
+  errno = ENOENT;
+  EXPECT_EQ(1, getAEParameterAsUnsignedInteger(&in_range, &value));
+  EXPECT_EQ(ENOENT, errno);
+  EXPECT_EQ(1, getAEParameterAsUnsignedInteger(&out_of_range, &value));
+  EXPECT_EQ(ERANGE, errno);
 }
 
 TEST(GetAEParameterAsInteger, AcceptsItsTypeAlone) {

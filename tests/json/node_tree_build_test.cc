@@ -274,6 +274,15 @@ TEST(CreateDictionary, TakesTokensThatWereNeverFilled) {
   AmbrelFreeJsonNode(&root);
 }
 
+TEST(CreateDictionary, TakesNoTextForATokenThatBeginsBeforeTheDocument) {
+  const jsmntok_t token = {JSON_TOKEN_PRIMITIVE, -1, 2, 0, -1};
+  const char text[] = "[1,2,3]";
+  JsonNode root = {};
+  EXPECT_EQ(CreateDictionary(text + 1, &token, 1, &root), 1);
+  EXPECT_STREQ(AmbrelGetValueFromElement(&root), "");
+  AmbrelFreeJsonNode(&root);
+}
+
 TEST(CreateDictionary, EndsStringsAtANulByte) {
   const char json[] = "{\"a\0b\":\"x\0y\"}";
   const jsmntok_t tokens[] = {{JSON_TOKEN_OBJECT, 0, 11, 1, -1},

@@ -126,6 +126,13 @@ TEST(JsonEndObject, TouchesNothingBeforeAShortText) {
   ExpectText(none, "],\n");
 }
 
+TEST(JsonEndObject, BlanksTheSeparatorOfATextThatIsNothingElse) {
+  Box box;
+  ASSERT_EQ(jsonAppendString(&box, ",\n", 2), 1);
+  EXPECT_EQ(JsonEndObject(&box), 1);
+  ExpectText(box, " \n},\n");
+}
+
 TEST(JsonWriter, ANullBoxGivesZero) {
   rfStringElement element = {1, const_cast<char *>("x")};
   const rfStringArray array = {1, &element};

@@ -311,7 +311,7 @@ class Tree:
                 self.clean_seconds[sanitized, program] = float(seconds)
 
     def limit(self, sanitized, program):
-        return 30 + 10 * self.clean_seconds.get((sanitized, program), 60)
+        return 30 + 5 * self.clean_seconds.get((sanitized, program), 60)
 
 
 def first_failure(tree, sanitized, filters):
