@@ -119,6 +119,12 @@ hand_over 'test -e cursor' 'cat >>taken; test -e again || { touch again; exit 7;
   { echo "the command was given $(wc -l <taken) lines, $(sort -u taken | wc -l) different ones"; ((++failures)); }
 follow "" --cursor cursor
 run 1 "" log follow --for 1 --to 'exec sleep 100' followed.log
+# The cursor moves on although lines never stop coming.
+rm -f cursor
+(n=1000; until [[ -e stop ]]; do line "$((++n))000000000" "number-$n"; sleep 0.02; done >>followed.log) &
+hand_over 'test -e cursor' 'cat >/dev/null; sleep 0.2'
+touch stop
+wait
 
 # Stores.
 store=store/events.db

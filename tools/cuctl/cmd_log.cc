@@ -16,6 +16,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <regex>
+#include <utility>
 
 #include "tools/cuctl/hand_over.hpp"
 #include "tools/cuctl/log_cursor.hpp"
@@ -339,7 +340,8 @@ class Follower {
       if (Passes(*fresh[i], filter_)) Put(LineText(*fresh[i], options_));
     if (fresh.empty() && !overtaken) return;
     cursor_.Take(log);
-    if (!cursor_path_.empty()) unsaved_ = cursor_.Save(log);
+    if (!cursor_path_.empty())
+      latest_ = Mark{hand_over_ ? hand_over_->added() : 0, cursor_.Save(log)};
   }
 
   /// The cursor as the file has it, against the log as it is.
@@ -380,21 +382,20 @@ class Follower {
       std::fwrite(line.data(), 1, line.size(), stdout);
   }
 
-  /// Sends what was put on its way, and keeps the cursor once all of it has arrived. False when
-  /// nobody reads any more.
+  /// Sends what was put on its way, and keeps the cursor of what has arrived. False when nobody
+  /// reads any more.
   bool Deliver() {
-    if (hand_over_) {
+    if (hand_over_)
       hand_over_->Step();
-      if (!hand_over_->Done()) return true;
-    } else {
-      if (std::fflush(stdout) != 0) return false;
-      // Lines in a file must not be lost by a power cut that the cursor survives.
-      if (!unsaved_.empty()) fdatasync(STDOUT_FILENO);
-    }
-    if (!unsaved_.empty()) {
-      WriteCursor();
-      unsaved_.clear();
-    }
+    else if (std::fflush(stdout) != 0)
+      return false;
+    const uint64_t arrived = hand_over_ ? hand_over_->taken() : 0;
+    if (!waiting_) waiting_ = std::exchange(latest_, std::nullopt);
+    if (!waiting_ || arrived < waiting_->lines) return true;
+    // Lines in a file must not be lost by a power cut that the cursor survives.
+    if (!hand_over_) fdatasync(STDOUT_FILENO);
+    WriteCursor(waiting_->text);
+    waiting_.reset();
     return true;
   }
 
@@ -406,12 +407,11 @@ class Follower {
   }
 
   /// Replaces the file at once, so that a power cut leaves the old cursor or the new one.
-  void WriteCursor() const {
+  void WriteCursor(const std::string &text) const {
     const std::string temporary = cursor_path_ + ".new";
     const std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen(temporary.c_str(), "we"),
                                                       std::fclose);
-    if (file == nullptr ||
-        std::fwrite(unsaved_.data(), 1, unsaved_.size(), file.get()) != unsaved_.size() ||
+    if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
         std::fflush(file.get()) != 0 || fsync(fileno(file.get())) != 0 ||
         std::rename(temporary.c_str(), cursor_path_.c_str()) != 0)
       throw Failure{kSystem, fmt::format("{}: {}", cursor_path_, strerror(errno))};
@@ -423,7 +423,13 @@ class Follower {
   const Options &options_;
   std::optional<HandOver> hand_over_;
   LogCursor cursor_;
-  std::string unsaved_;  // the cursor's text, until the lines before it have arrived
+  /// A cursor, which holds once so many lines have arrived.
+  struct Mark {
+    uint64_t lines;
+    std::string text;
+  };
+  // Lines may never stop coming: the cursor that waits for its lines, and the newest one behind it.
+  std::optional<Mark> waiting_, latest_;
   bool there_ = false;
   bool loaded_ = false;
   Stamp stamp_;

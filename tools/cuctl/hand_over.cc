@@ -67,6 +67,7 @@ HandOver::~HandOver() {
 
 void HandOver::Add(std::string line) {
   bytes_ += line.size();
+  ++added_;
   lines_.push_back(std::move(line));
 }
 

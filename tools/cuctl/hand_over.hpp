@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 #include <deque>
 #include <string>
 
@@ -28,6 +29,10 @@ class HandOver {
   /// No line is left that was not taken.
   bool Done() const { return lines_.empty(); }
 
+  /// How many lines were added, and how many of them the command has taken.
+  uint64_t added() const { return added_; }
+  uint64_t taken() const { return added_ - lines_.size(); }
+
   /// So much is waiting that the caller had better leave further lines in the log.
   bool Full() const;
 
@@ -43,6 +48,7 @@ class HandOver {
   Clock::time_point due_ = Clock::now();
   std::deque<std::string> lines_;
   size_t bytes_ = 0;
+  uint64_t added_ = 0;
   size_t offered_ = 0;  // lines that the running command has
   pid_t child_ = -1;
 };
