@@ -47,10 +47,10 @@ class Child {
   pid_t pid() const { return pid_; }
   void Kill(int signal) const { kill(pid_, signal); }
 
-  /// Waits for the child's end; one that lasts a minute is killed.
+  /// Waits for the child's end; one that lasts four minutes is killed.
   Child &Wait() {
     for (int ms = 0; !HasEnded(); ++ms) {
-      if (ms == 60000) Kill(SIGKILL);
+      if (ms == 240000) Kill(SIGKILL);
       Pause();
     }
     return *this;
