@@ -7,8 +7,9 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 build=$(cd "$1" && pwd) pattern=${2:-.}
 
 # These look at time or at themselves in ways that do not bear a program between them and the
-# processor: they measure stacks, memory and calls, trace children, or end on signals of their own.
-readonly NOT_UNDER_VALGRIND='test_(small_stack|log_kill|log_system_calls|store_kill|signals|signal_install|backtrace)$'
+# processor: they measure stacks, memory and calls, trace children, end on signals of their own, or try
+# so many inputs that it would take hours.
+readonly NOT_UNDER_VALGRIND='test_(small_stack|log_kill|log_system_calls|store_kill|signals|signal_install|backtrace|text_internals)$'
 
 reports=$(mktemp -d)
 trap 'rm -rf "$reports"' EXIT
