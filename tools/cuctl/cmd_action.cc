@@ -2,9 +2,13 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <cstring>
+#include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -34,23 +38,47 @@ int32_t ReadAction(const char *json, jsmntok_t *tokens, const char *label, uint3
   return 0;
 }
 
-/// Who else than root could change a file: looks at it and at every folder above it.
+/// Who else than root could change what stands at a name; empty for nobody.
+std::string OwnerProblem(const std::string &at, const struct stat &info) {
+  if (info.st_uid != 0) return fmt::format("{} owned by user {}", at, info.st_uid);
+  // In a sticky folder nobody can move or remove what is root's.
+  if (S_ISLNK(info.st_mode) || (S_ISDIR(info.st_mode) && (info.st_mode & S_ISVTX) != 0)) return "";
+  if ((info.st_mode & S_IWOTH) != 0) return fmt::format("{} writable by others", at);
+  if ((info.st_mode & S_IWGRP) != 0) return fmt::format("{} writable by group", at);
+  return "";
+}
+
+/// Looks at each component of a path, and at those that its links lead over.
 std::string OwnershipProblem(const std::string &path) {
-  std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), free);
-  std::string at = real ? real.get() : path;
+  std::string rest = path, at;
+  if (path.empty() || path[0] != '/') {
+    const std::unique_ptr<char, decltype(&free)> folder(getcwd(nullptr, 0), free);
+    rest = (folder ? folder.get() : "") + ("/" + path);
+  }
+  constexpr int kMostLinks = 40;
+  int links = 0;
   for (;;) {
     struct stat info {};
-    if (stat(at.c_str(), &info) != 0) return fmt::format("{}: {}", at, strerror(errno));
-    if (info.st_uid != 0) return fmt::format("{} owned by user {}", at, info.st_uid);
-    const bool sticky = S_ISDIR(info.st_mode) && (info.st_mode & S_ISVTX) != 0;
-    if ((info.st_mode & S_IWOTH) != 0 && !sticky) return fmt::format("{} writable by others", at);
-    if ((info.st_mode & S_IWGRP) != 0 && info.st_gid != 0 && !sticky)
-      return fmt::format("{} writable by group", at);
-    if ((info.st_mode & S_IWGRP) != 0 && S_ISREG(info.st_mode))
-      return fmt::format("{} writable by group", at);
-    if (at == "/") return "";
-    const size_t slash = at.rfind('/');
-    at = slash == 0 ? "/" : at.substr(0, slash);
+    const std::string here = at.empty() ? "/" : at;
+    if (lstat(here.c_str(), &info) != 0) return fmt::format("{}: {}", here, strerror(errno));
+    if (std::string problem = OwnerProblem(here, info); !problem.empty()) return problem;
+    if (S_ISLNK(info.st_mode)) {
+      char target[PATH_MAX];
+      const ssize_t length = readlink(here.c_str(), target, sizeof target);
+      if (length < 0) return fmt::format("{}: {}", here, strerror(errno));
+      if (++links > kMostLinks) return fmt::format("{}: {}", path, strerror(ELOOP));
+      rest = std::string(target, static_cast<size_t>(length)) + "/" + rest;
+      at = target[0] == '/' ? "" : at.substr(0, at.rfind('/'));
+    }
+    const size_t begin = rest.find_first_not_of('/');
+    if (begin == std::string::npos) return "";
+    const size_t end = std::min(rest.find('/', begin), rest.size());
+    const std::string name = rest.substr(begin, end - begin);
+    rest.erase(0, end);
+    if (name == "..")
+      at.erase(std::min(at.rfind('/'), at.size()));
+    else if (name != ".")
+      at += "/" + name;
   }
 }
 
@@ -63,10 +91,12 @@ std::string Problem(const AmbrelJsonCustomAction &action) {
   struct stat info {};
   if (stat(path.c_str(), &info) != 0) return fmt::format("{}: {}", path, strerror(errno));
   if (!S_ISREG(info.st_mode)) return fmt::format("{} is not a file", path);
-  const ElfSymbols symbols = ReadElfSymbols(ReadInput(path));
-  if (!symbols.problem.empty()) return fmt::format("{}: {}", path, symbols.problem);
-  if (symbols.names.count(action.methodname) == 0)
-    return fmt::format("{} does not export {}", path, action.methodname);
+  try {
+    if (const std::string problem = ExportProblem(Input(path), action.methodname); !problem.empty())
+      return fmt::format("{}: {}", path, problem);
+  } catch (const Failure &failure) {
+    return failure.message;
+  }
   return OwnershipProblem(path);
 }
 
@@ -76,6 +106,7 @@ int Check(const std::string &path, const Options &options) {
   AmbrelJsonCustomActionArray actions = {};
   RunCallback(document, ReadAction, &actions);
   bool all_ok = actions.count != 0;
+  if (!all_ok) Complain(options, fmt::format("{}: no action in it", path));
   for (uint32_t i = 0; i < actions.count; ++i) {
     const AmbrelJsonCustomAction &action = actions.list[i];
     const std::string name = action.action == nullptr ? "(no name)" : action.action;
@@ -84,8 +115,9 @@ int Check(const std::string &path, const Options &options) {
     if (options.json)
       PrintJson({{"action", name}, {"ok", problem.empty()}, {"problem", problem}});
     else
-      fmt::print("{}: {}\n", Shown(name, options),
-                 problem.empty() ? "ok" : Shown(problem, options));
+      fmt::print(
+          "{}: {}\n", Shown(name, options),
+          problem.empty() ? In(Colour::kGreen, "ok") : In(Colour::kRed, Shown(problem, options)));
   }
   for (uint32_t i = 0; i < actions.count; ++i) free(actions.list[i].action);
   free_AmbrelJsonCustomActionArray(&actions);

@@ -9,11 +9,13 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 
 #include "include/commonconfig.h"
 #include "include/configparams.h"
 #include "tools/cuctl/document.hpp"
+#include "tools/cuctl/input.hpp"
 #include "tools/cuctl/output.hpp"
 
 namespace cuctl {
@@ -90,11 +92,17 @@ std::string_view GroupName(const rfAECommonConfigConfigObj &group) {
 int List(const std::string &path, const Options &options) {
   const Document document = ReadDocument(path);
   Config config(document);
-  if (!options.json)
-    for (const auto &[name, value] :
-         {std::pair("ipcName", config->ipcName), std::pair("logCtrlFile", config->logCtrlFile),
-          std::pair("logfile", config->logfile)})
-      if (value != nullptr) fmt::print("{} = {}\n", name, Shown(value, options));
+  const auto print = [&](const char *name, const char *type, const std::string &value) {
+    if (options.json)
+      PrintJson({{"group", nullptr}, {"name", name}, {"type", type}, {"value", value}});
+    else
+      fmt::print("{} = {}\n", name, Shown(value, options));
+  };
+  for (const auto &[name, value] :
+       {std::pair("ipcName", config->ipcName), std::pair("logCtrlFile", config->logCtrlFile),
+        std::pair("logfile", config->logfile)})
+    if (value != nullptr) print(name, "string", value);
+  print("logFileSize", "integer", fmt::format("{}", config->logFileSize));
   for (uint32_t i = 0; i < config->ConfigObj.count; ++i) {
     const rfAECommonConfigConfigObj &group = config->ConfigObj.list[i];
     for (uint32_t j = 0; j < group.ConfigParam.count; ++j) {
@@ -114,21 +122,28 @@ int Get(const std::string &path, const std::string &group_name, const std::strin
   rfAECommonConfigConfigParam *param = nullptr;
   if (!getAEParameterGroup(&config->ConfigObj, group_name.c_str(), &group) ||
       !getAEParameterinArray(&group->ConfigParam, name.c_str(), &param)) {
-    fmt::print(stderr, "cuctl: {}: no {}.{}\n", path, group_name, name);
+    Complain(options, fmt::format("{}: no {}.{}", path, group_name, name));
     return kNo;
   }
   const std::string type = as.empty() ? TypeName(param->type) : as;
   const std::optional<std::string> value = ReadAs(*param, type);
   if (!value) {
-    fmt::print(stderr, "cuctl: {}: {}.{} is {}: the getter for {} refuses it\n", path, group_name,
-               name, TypeName(param->type), type);
+    Complain(options, fmt::format("{}: {}.{} is {}: the getter for {} refuses it", path, group_name,
+                                  name, TypeName(param->type), type));
     return kNo;
   }
   PrintParameter(group_name, *param, type, *value, options);
   return kYes;
 }
 
-int Render(const std::string &path, const std::string &text) {
+int Render(const std::string &path, std::string text, const Options &options) {
+  if (text == "-") {
+    if (path == "-") throw Failure{kUsage, "standard input is either the document or the template"};
+    const std::vector<uint8_t> bytes = ReadInput(text);
+    text.assign(bytes.begin(), bytes.end());
+  } else {
+    text += '\n';
+  }
   const Document document = ReadDocument(path);
   Config config(document);
   std::vector<rfAECommonConfigConfigParam> all;
@@ -138,7 +153,10 @@ int Render(const std::string &path, const std::string &text) {
   const rfAECommonConfigConfigParamArray params = {static_cast<uint32_t>(all.size()), all.data()};
   char *out = nullptr;
   if (!SubAmbrelCommonConfigParamListIntoTokenString(text.c_str(), &params, &out)) return kNo;
-  fmt::print("{}\n", out);
+  if (options.json)
+    PrintJson({{"text", out}});
+  else
+    WriteBytes(out, options);
   free(out);
   return kYes;
 }
@@ -147,19 +165,20 @@ int Render(const std::string &path, const std::string &text) {
 class Checker {
  public:
   Checker(const Document &document, const Options &options)
-      : document_(document), options_(options) {}
+      : document_(document), options_(options), children_(document.tokens) {}
 
   int Run() {
     size_t offset = 0;
-    if (const std::string problem = StrictProblem(document_, &offset); !problem.empty())
+    const std::string problem = StrictProblem(document_, &offset);
+    const size_t nul = document_.text.find('\0');
+    if (!problem.empty() && offset != nul)
       Warn(offset, fmt::format("{} (strict: error, library: {})", problem,
                                document_.loaded ? "accepted" : "refused"));
-    if (const size_t nul = document_.text.find('\0'); nul != std::string::npos)
-      Warn(nul, "a NUL byte: the library reads no further");
+    if (nul != std::string::npos) Warn(nul, "a NUL byte: the library reads no further");
     if (!document_.loaded) return kDamaged;
     if (!document_.tokens.empty()) CheckObject(0, Where::kRoot);
     CheckValues();
-    if (warnings_ == 0 && !options_.json) fmt::print("ok\n");
+    if (warnings_ == 0 && !options_.json) fmt::print("{}\n", In(Colour::kGreen, "ok"));
     return warnings_ == 0 ? kYes : kNo;
   }
 
@@ -171,8 +190,8 @@ class Checker {
     if (options_.json)
       PrintJson({{"place", document_.Place(offset)}, {"warning", text}});
     else
-      fmt::print("{}: {}: {}\n", document_.Place(offset), In(Colour::kYellow, "warning"),
-                 Shown(text, options_));
+      fmt::print("{}: {}: {}\n", Shown(document_.Place(offset), options_),
+                 In(Colour::kYellow, "warning"), Shown(text, options_));
   }
 
   size_t Start(size_t token) const { return static_cast<size_t>(document_.tokens[token].start); }
@@ -180,10 +199,8 @@ class Checker {
   /// The children of a token, in order.
   std::vector<size_t> Children(size_t token) const {
     std::vector<size_t> found;
-    const auto parent = static_cast<int32_t>(token);
-    for (size_t i = token + 1; i < document_.tokens.size() && document_.tokens[i].parent >= parent;
-         ++i)
-      if (document_.tokens[i].parent == parent) found.push_back(i);
+    for (size_t child = children_.First(token); child != 0; child = children_.Next(child))
+      found.push_back(child);
     return found;
   }
 
@@ -224,6 +241,8 @@ class Checker {
         Warn(Start(key), fmt::format("\"{}\" wants a text", name));
       else
         CheckScalar(key, name, value);
+      if (where == Where::kParameter && name == "parameterValue")
+        places_.back().back() = Start(values.front());
     }
   }
 
@@ -235,7 +254,11 @@ class Checker {
     const std::vector<size_t> elements = Children(list);
     if (where == Where::kParameter && elements.size() > 255)
       Warn(Start(list), fmt::format("{} parameters in one group; keep to 255", elements.size()));
-    for (const size_t element : elements) CheckObject(element, where);
+    for (const size_t element : elements) {
+      if (where == Where::kGroup) places_.emplace_back();
+      if (where == Where::kParameter) places_.back().push_back(Start(element));
+      CheckObject(element, where);
+    }
   }
 
   void CheckScalar(size_t key, std::string_view name, const jsmntok_t &value) {
@@ -254,43 +277,57 @@ class Checker {
     Warn(Start(key), fmt::format("type \"{}\" reads as {}", text, TypeName(type)));
   }
 
+  /// Where a parameter's value stands, or its object when it has none. A document of another shape
+  /// than the usual one has no places: its start stands for them.
+  size_t PlaceOf(const rfAECommonConfig &config, uint32_t group, uint32_t param) const {
+    const bool usual = places_.size() == config.ConfigObj.count &&
+                       places_[group].size() == config.ConfigObj.list[group].ConfigParam.count;
+    return usual ? places_[group][param] : 0;
+  }
+
   /// Values that the getter of their type cuts, wraps or misreads.
   void CheckValues() {
     Config config(document_);
+    std::set<std::string_view> groups;
     for (uint32_t i = 0; i < config->ConfigObj.count; ++i) {
       const rfAECommonConfigConfigObj &group = config->ConfigObj.list[i];
       std::set<std::string> names;
+      if (group.ConfigParam.count != 0 && !groups.insert(GroupName(group)).second)
+        Warn(PlaceOf(*config, i, 0),
+             fmt::format("group \"{}\" stands here twice: only the first is found",
+                         GroupName(group)));
       for (uint32_t j = 0; j < group.ConfigParam.count; ++j) {
         const rfAECommonConfigConfigParam &param = group.ConfigParam.list[j];
         const std::string name = fmt::format(
             "{}.{}", GroupName(group), param.parameterName == nullptr ? "?" : param.parameterName);
+        const size_t place = PlaceOf(*config, i, j);
         if (param.parameterName == nullptr)
-          Warn(0, fmt::format("a parameter of group \"{}\" has no name", GroupName(group)));
+          Warn(place, fmt::format("a parameter of group \"{}\" has no name", GroupName(group)));
         else if (!names.insert(param.parameterName).second)
-          Warn(0, fmt::format("{} stands here twice: only the first is found", name));
+          Warn(place, fmt::format("{} stands here twice: only the first is found", name));
         if (param.parameterValue == nullptr)
-          Warn(0, fmt::format("{} has no value", name));
+          Warn(place, fmt::format("{} has no value", name));
         else
-          CheckValue(name, param);
+          CheckValue(place, name, param);
       }
     }
   }
 
-  void CheckValue(const std::string &name, const rfAECommonConfigConfigParam &param) {
+  void CheckValue(size_t place, const std::string &name, const rfAECommonConfigConfigParam &param) {
     const std::string type = TypeName(param.type);
     if (type == "string" || type == "blob") return;
     const char *const text = param.parameterValue;
     const std::string got = ReadAs(param, type).value_or("");
     if (type == "boolean") {
       if (strcasecmp(text, "true") != 0 && strcasecmp(text, "false") != 0)
-        Warn(0, fmt::format("{} = \"{}\" reads as {}", name, text, got));
+        Warn(place, fmt::format("{} = \"{}\" reads as {}", name, text, got));
       return;
     }
     char *end = nullptr;
     errno = 0;
     if (type == "float") {
       std::strtof(text, &end);
-      if (*end != '\0') Warn(0, fmt::format("{} = \"{}\" reads as {}", name, text, got));
+      if (*end != '\0') Warn(place, fmt::format("{} = \"{}\" reads as {}", name, text, got));
       return;
     }
     const int base = getParameterBase(text);
@@ -301,11 +338,13 @@ class Checker {
                                   ? fmt::format("{}", magnitude)
                                   : fmt::format("{}", std::strtoll(text, &end, base));
     if (*end != '\0' || errno == ERANGE || (is_unsigned && negative) || exact != got)
-      Warn(0, fmt::format("{} = \"{}\" reads as {} ({})", name, text, got, type));
+      Warn(place, fmt::format("{} = \"{}\" reads as {} ({})", name, text, got, type));
   }
 
   const Document &document_;
   const Options &options_;
+  TokenTree children_;
+  std::vector<std::vector<size_t>> places_;  // of the parameters, a row for each group
   int warnings_ = 0;
 };
 
@@ -339,9 +378,10 @@ void AddConfCommands(CLI::App &app, Options &options) {
     options.exit_code = Checker(document, options).Run();
   });
   const auto [render, render_arguments] = add("render", "Replace each <name> by that parameter");
-  render->add_option("TEMPLATE", render_arguments->text, "Text with <name> in it")->required();
+  render->add_option("TEMPLATE", render_arguments->text, "Text with <name> in it, or -")
+      ->required();
   render->callback(
-      [a = render_arguments, &options] { options.exit_code = Render(a->path, a->text); });
+      [a = render_arguments, &options] { options.exit_code = Render(a->path, a->text, options); });
 }
 
 }  // namespace cuctl

@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "include/ae-gpio.h"
+#include "tools/cuctl/options.hpp"
 #include "tools/cuctl/output.hpp"
 
 namespace cuctl {
@@ -92,9 +93,7 @@ void AddGpioCommands(CLI::App &app, Options &options) {
   const auto add = [&](const char *name, const char *help) {
     CLI::App *const command = gpio->add_subcommand(name, help);
     auto line = std::make_shared<int>(0);
-    command->add_option("N", *line, "The kernel's line number")
-        ->required()
-        ->check(CLI::NonNegativeNumber);
+    command->add_option("N", *line, "The kernel's line number")->required()->check(NotNegative());
     return std::pair(command, line);
   };
   const auto [get, get_line] = add("get", "Read a line");

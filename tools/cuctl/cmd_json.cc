@@ -2,10 +2,13 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "include/jsonnode.h"
+#include "internal/cut_token.hpp"
 #include "tools/cuctl/document.hpp"
 #include "tools/cuctl/output.hpp"
 
@@ -36,8 +39,9 @@ int Check(const std::string &path, const Options &options) {
   const Document document = ReadDocument(path);
   size_t offset = 0;
   const std::string problem = StrictProblem(document, &offset);
-  const bool empty = document.text.empty();
-  const char *const library = document.loaded || empty ? "accepted" : "refused";
+  // An empty file is accepted, as a document without tokens.
+  const bool accepted = document.loaded || document.text.empty();
+  const char *const library = accepted ? "accepted" : "refused";
   const size_t nul = document.text.find('\0');
   if (options.json) {
     nlohmann::ordered_json object = {{"file", path},
@@ -48,65 +52,108 @@ int Check(const std::string &path, const Options &options) {
       object["problem"] = problem;
       object["offset"] = offset;
     }
+    if (nul != std::string::npos) object["nul"] = nul;
     PrintJson(object);
   } else if (problem.empty() && document.loaded) {
-    fmt::print("ok\n");
+    fmt::print("{}\n", In(Colour::kGreen, "ok"));
   } else {
-    fmt::print("{}: {} (strict: {}, library: {})\n", document.Place(offset),
+    fmt::print("{}: {} (strict: {}, library: {})\n", Shown(document.Place(offset), options),
                problem.empty() ? "valid" : Shown(problem, options),
                problem.empty() ? "ok" : "error", library);
     if (nul != std::string::npos)
-      fmt::print("{}: a NUL byte; the library reads no further\n", document.Place(nul));
+      fmt::print("{}: a NUL byte; the library reads no further\n",
+                 Shown(document.Place(nul), options));
   }
-  return problem.empty() && document.loaded ? kYes : kNo;
+  if (!accepted) return kDamaged;
+  return problem.empty() ? kYes : kNo;
 }
 
-/// The text of a container as it stands in the document, for output of a whole node.
-void PrintTree(const Document &document, size_t index, std::string indent, const Options &options) {
-  // An explicit list of what is to come: documents may be nested deeply.
+/// Prints the nodes of a document from one token on.
+class TreePrinter {
+ public:
+  TreePrinter(const Document &document, const Options &options)
+      : document_(document), options_(options), children_(document.tokens) {}
+
+  void Print(size_t token) {
+    // An explicit list of what is to come: documents may be nested deeply.
+    pending_.push_back({token, 0, -1, ""});
+    while (!pending_.empty()) {
+      const Pending now = std::move(pending_.back());
+      pending_.pop_back();
+      const jsmntok_t &here = document_.tokens[now.token];
+      if (now.no_value) {
+        Line(now, "key without a value", document_.Text(here));
+      } else if (here.type == JSON_TOKEN_OBJECT || here.type == JSON_TOKEN_ARRAY) {
+        const int id = Line(now, here.type == JSON_TOKEN_OBJECT ? "object" : "array", std::nullopt);
+        Children(now, id, here.type == JSON_TOKEN_OBJECT);
+      } else {
+        Line(now, here.type == JSON_TOKEN_STRING ? "string" : "primitive", document_.Text(here));
+      }
+    }
+  }
+
+ private:
   struct Pending {
     size_t token;
     size_t depth;
-    std::string label;
+    int parent;
+    std::string name;
+    bool no_value = false;
   };
-  const auto &tokens = document.tokens;
-  std::vector<std::vector<size_t>> children(tokens.size());
-  for (size_t i = 0; i < tokens.size(); ++i)
-    if (tokens[i].parent >= 0) children[static_cast<size_t>(tokens[i].parent)].push_back(i);
-  std::vector<Pending> pending = {{index, 0, ""}};
-  while (!pending.empty()) {
-    const Pending now = std::move(pending.back());
-    pending.pop_back();
-    const jsmntok_t &token = tokens[now.token];
-    const std::string margin = indent + std::string(now.depth * 2, ' ') + now.label;
-    if (token.type == JSON_TOKEN_OBJECT) {
-      fmt::print("{}object of {}\n", margin, token.size);
-      const auto &keys = children[now.token];
-      for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
-        const std::string label = Shown(document.Text(tokens[*key]), options) + ": ";
-        if (children[*key].empty())
-          pending.push_back({*key, now.depth + 1, "key without a value: "});
-        else
-          pending.push_back({children[*key].front(), now.depth + 1, label});
-      }
-    } else if (token.type == JSON_TOKEN_ARRAY) {
-      fmt::print("{}array of {}\n", margin, token.size);
-      const auto &elements = children[now.token];
-      for (size_t i = elements.size(); i > 0; --i)
-        pending.push_back({elements[i - 1], now.depth + 1, fmt::format("[{}] ", i - 1)});
-    } else {
-      const char *const quote = token.type == JSON_TOKEN_STRING ? "\"" : "";
-      fmt::print("{}{}{}{}\n", margin, quote, Shown(document.Text(token), options), quote);
+
+  void Children(const Pending &now, int id, bool object) {
+    const size_t first = pending_.size();
+    size_t index = 0;
+    for (size_t child = children_.First(now.token); child != 0; child = children_.Next(child)) {
+      const size_t value = object ? children_.First(child) : child;
+      std::string name = object ? std::string(document_.Text(document_.tokens[child]))
+                                : fmt::format("[{}]", index++);
+      pending_.push_back(
+          {value == 0 ? child : value, now.depth + 1, id, std::move(name), value == 0});
     }
+    std::reverse(pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end());
   }
-}
+
+  int Line(const Pending &now, std::string_view kind, std::optional<std::string_view> value) {
+    const int id = next_++;
+    const int32_t size = document_.tokens[now.token].size;
+    if (options_.json) {
+      nlohmann::ordered_json object = {
+          {"id", id}, {"parent", now.parent}, {"name", now.name}, {"kind", std::string(kind)}};
+      if (value)
+        object["value"] = std::string(*value);
+      else
+        object["size"] = size;
+      PrintJson(object);
+      return id;
+    }
+    std::string margin(now.depth * 2, ' ');
+    const bool element = !now.name.empty() && now.name[0] == '[' && kind != "key without a value";
+    if (now.no_value)
+      margin += "key without a value: ";
+    else if (now.depth != 0)
+      margin += Shown(now.name, options_) + (element ? " " : ": ");
+    const char *const quote = kind == "string" ? "\"" : "";
+    if (value)
+      fmt::print("{}{}{}{}\n", margin, quote, Shown(*value, options_), quote);
+    else
+      fmt::print("{}{} of {}\n", margin, kind, size);
+    return id;
+  }
+
+  const Document &document_;
+  const Options &options_;
+  TokenTree children_;
+  std::vector<Pending> pending_;
+  int next_ = 0;
+};
 
 int Get(const std::string &path, const std::string &query, const Options &options) {
   const Document document = ReadDocument(path);
   Tree tree(document);
   JsonNode *node = nullptr;
   if (!AmbrelFindJsonNode(tree.root(), query.c_str(), nullptr, &node)) {
-    fmt::print(stderr, "cuctl: {}: no {}\n", path, query);
+    Complain(options, fmt::format("{}: no {}", path, query));
     return kNo;
   }
   static constexpr const char *kKinds[] = {"value", "object", "array"};
@@ -129,11 +176,35 @@ int Get(const std::string &path, const std::string &query, const Options &option
   return kYes;
 }
 
-int Show(const std::string &path, const Options &options) {
+/// The token of the node at a path; none where a name is not found. As in a node tree, the latest
+/// of several equal names counts.
+std::optional<size_t> TokenAt(const Document &document, const std::string &query) {
+  const TokenTree children(document.tokens);
+  size_t token = 0;
+  const char *cursor = query.c_str();
+  for (std::string_view name; cu::CutToken(cursor, '/', name);) {
+    if (document.tokens[token].type != JSON_TOKEN_OBJECT) return std::nullopt;
+    size_t found = 0;
+    for (size_t key = children.First(token); key != 0; key = children.Next(key))
+      if (document.Text(document.tokens[key]) == name && children.First(key) != 0)
+        found = children.First(key);
+    if (found == 0) return std::nullopt;
+    token = found;
+  }
+  return token;
+}
+
+int Show(const std::string &path, const std::string &query, const Options &options) {
   const Document document = ReadDocument(path);
-  MustBeLoaded(document);
-  for (size_t i = 0; i < document.tokens.size(); ++i)
-    if (document.tokens[i].parent < 0) PrintTree(document, i, "", options);
+  const Tree tree(document);  // says what cannot be a tree
+  if (document.tokens.empty()) return kYes;
+  const std::optional<size_t> token = TokenAt(document, query);
+  if (!token) {
+    Complain(options, fmt::format("{}: no {}", path, query));
+    return kNo;
+  }
+  TreePrinter printer(document, options);
+  printer.Print(*token);
   return kYes;
 }
 
@@ -155,11 +226,13 @@ void AddJsonCommands(CLI::App &app, Options &options) {
       add("check", "What a strict reader says, and what the library does");
   check->callback([a = check_arguments, &options] { options.exit_code = Check(a->path, options); });
   const auto [get, get_arguments] = add("get", "The node at a path");
-  get->add_option("PATH", get_arguments->query, "Names with / between them")->required();
+  get->add_option("PATH", get_arguments->query, "Names with / between them; left out: the whole");
   get->callback(
       [a = get_arguments, &options] { options.exit_code = Get(a->path, a->query, options); });
   const auto [tree, tree_arguments] = add("tree", "The document as an indented tree");
-  tree->callback([a = tree_arguments, &options] { options.exit_code = Show(a->path, options); });
+  tree->add_option("PATH", tree_arguments->query, "From the node at this path on");
+  tree->callback(
+      [a = tree_arguments, &options] { options.exit_code = Show(a->path, a->query, options); });
 }
 
 }  // namespace cuctl

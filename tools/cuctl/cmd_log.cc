@@ -3,10 +3,14 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <regex.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <chrono>
 #include <compare>
 #include <csignal>
@@ -15,12 +19,13 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <regex>
 #include <utility>
 
 #include "tools/cuctl/hand_over.hpp"
+#include "tools/cuctl/input.hpp"
 #include "tools/cuctl/log_cursor.hpp"
 #include "tools/cuctl/log_reader.hpp"
+#include "tools/cuctl/options.hpp"
 #include "tools/cuctl/output.hpp"
 
 namespace cuctl {
@@ -28,12 +33,36 @@ namespace {
 
 constexpr uint64_t kSecond = 1000000000;
 
+/// An extended regular expression of the C library: it matches lines of any length and content.
+class Pattern {
+ public:
+  explicit Pattern(const std::string &text)
+      : good_(regcomp(&compiled_, text.c_str(), REG_EXTENDED | REG_NOSUB) == 0) {}
+  ~Pattern() {
+    if (good_) regfree(&compiled_);
+  }
+  Pattern(const Pattern &) = delete;
+  Pattern &operator=(const Pattern &) = delete;
+
+  bool good() const { return good_; }
+  bool Matches(std::string_view text) const {
+    regmatch_t range{};
+    range.rm_eo = static_cast<regoff_t>(text.size());
+    // An empty view may have no address.
+    return regexec(&compiled_, text.empty() ? "" : text.data(), 0, &range, REG_STARTEND) == 0;
+  }
+
+ private:
+  regex_t compiled_{};
+  bool good_;
+};
+
 struct Filter {
   long last = -1;  // lines; -1 for all
   std::optional<uint64_t> since, until;
   std::optional<int> level;  // this one and the more urgent ones
   std::optional<int> pid;
-  std::optional<std::regex> pattern;
+  std::shared_ptr<const Pattern> pattern;
 };
 
 /// The command line's texts for a Filter.
@@ -48,21 +77,23 @@ struct FilterTexts {
 std::optional<uint64_t> ParseTime(const std::string &text, const Options &options) {
   const int64_t now = static_cast<int64_t>(time(nullptr));
   if (text == "now") return static_cast<uint64_t>(now) * kSecond;
-  if (text.size() > 1 && text[0] == '@') {
-    char *end = nullptr;
-    const uint64_t seconds = std::strtoull(text.c_str() + 1, &end, 10);
-    return *end == '\0' ? std::optional<uint64_t>(seconds * kSecond) : std::nullopt;
-  }
-  if (text.size() > 1 && text[0] == '-') {
-    char *end = nullptr;
-    const long amount = std::strtol(text.c_str() + 1, &end, 10);
-    const std::string unit = end;
-    static const std::pair<const char *, int64_t> kUnits[] = {
+  if (text.size() > 1 && (text[0] == '@' || text[0] == '-')) {
+    // Seconds up to here do not overflow as nanoseconds.
+    constexpr uint64_t kLatest = UINT64_MAX / kSecond;
+    uint64_t amount = 0;
+    const char *const begin = text.data() + 1, *const stop = text.data() + text.size();
+    const auto [end, error] = std::from_chars(begin, stop, amount);
+    if (error != std::errc() || amount > kLatest) return std::nullopt;
+    const std::string_view unit(end, static_cast<size_t>(stop - end));
+    if (text[0] == '@') return unit.empty() ? std::optional(amount * kSecond) : std::nullopt;
+    static constexpr std::pair<std::string_view, uint64_t> kUnits[] = {
         {"", 1},     {"s", 1},     {"sec", 1},   {"m", 60},     {"min", 60},
         {"h", 3600}, {"hr", 3600}, {"d", 86400}, {"day", 86400}};
     for (const auto &[name, seconds] : kUnits)
-      if (unit == name && amount >= 0 && end != text.c_str() + 1)
-        return static_cast<uint64_t>(std::max<int64_t>(0, now - amount * seconds)) * kSecond;
+      if (unit == name)
+        return amount > static_cast<uint64_t>(now) / seconds
+                   ? 0
+                   : (static_cast<uint64_t>(now) - amount * seconds) * kSecond;
     return std::nullopt;
   }
   const time_t today = now;
@@ -99,11 +130,9 @@ Filter MakeFilter(const FilterTexts &texts, const Options &options) {
   }
   if (texts.pid != 0) filter.pid = texts.pid;
   if (!texts.pattern.empty()) {
-    try {
-      filter.pattern.emplace(texts.pattern, std::regex::extended | std::regex::optimize);
-    } catch (const std::regex_error &) {
+    filter.pattern = std::make_shared<Pattern>(texts.pattern);
+    if (!filter.pattern->good())
       throw Failure{kUsage, fmt::format("\"{}\" is not a regular expression", texts.pattern)};
-    }
   }
   return filter;
 }
@@ -113,7 +142,7 @@ bool Passes(const LogLine &line, const Filter &filter) {
   if (filter.until && line.nanoseconds > *filter.until) return false;
   if (filter.level && line.level > *filter.level) return false;
   if (filter.pid && line.pid != *filter.pid) return false;
-  return !filter.pattern || std::regex_search(line.text.begin(), line.text.end(), *filter.pattern);
+  return !filter.pattern || filter.pattern->Matches(line.text);
 }
 
 Colour ColourOf(int level) {
@@ -156,33 +185,50 @@ void PrintLine(const LogLine &line, const Options &options) {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
+/// Why a file is no sound log; empty for one.
+std::string Problem(const LogFile &log) {
+  if (!log.header_valid && log.size < 4) return "shorter than a log's header";
+  if (!log.header_valid)
+    return fmt::format("the header's position {} lies outside the file of {} bytes", log.position,
+                       log.size);
+  return log.lines.empty() && log.size > 4 ? "no log lines in it" : "";
+}
+
+/// The first line to show when the last ones are asked for.
+size_t FirstOf(const LogFile &log, const Filter &filter) {
+  if (filter.last < 0) return 0;
+  size_t first = log.lines.size();
+  for (long left = filter.last; left > 0 && first > 0; --first)
+    left -= Passes(log.lines[first - 1], filter) ? 1 : 0;
+  return first;
+}
+
 int Cat(const std::string &path, const Filter &filter, const Options &options) {
-  const std::vector<uint8_t> bytes = ReadInput(path);
-  const LogFile log = ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
-  std::vector<const LogLine *> shown;
-  for (const LogLine &line : log.lines)
-    if (Passes(line, filter)) shown.push_back(&line);
-  const size_t skip = filter.last >= 0 && shown.size() > static_cast<size_t>(filter.last)
-                          ? shown.size() - static_cast<size_t>(filter.last)
-                          : 0;
-  for (size_t i = skip; i < shown.size(); ++i) PrintLine(*shown[i], options);
-  if (!log.header_valid) {
-    std::fflush(stdout);
-    fmt::print(stderr, "cuctl: {}: the header's position {} lies outside the file of {} bytes\n",
-               path, log.position, log.size);
+  const LoadedLog loaded = LoadLog(path);
+  const LogFile &log = loaded.log;
+  if (log.looked_at < log.size)
+    Caution(options, fmt::format("{}: {} MiB; the latest {} MiB are shown", path, log.size >> 20,
+                                 log.looked_at >> 20));
+  std::optional<Progress> progress;
+  if (!OnTerminal()) progress.emplace("writing", log.lines.size());
+  bool any = filter.last == 0 && !log.lines.empty();
+  for (size_t i = FirstOf(log, filter); i < log.lines.size(); ++i) {
+    if (!Passes(log.lines[i], filter)) continue;
+    PrintLine(log.lines[i], options);
+    any = true;
+    if (progress && i % 256 == 0) progress->At(i);
+  }
+  progress.reset();
+  if (const std::string problem = Problem(log); !problem.empty()) {
+    Complain(options, fmt::format("{}: {}", path, problem));
     return kDamaged;
   }
-  // A file with text but without a single line is no log.
-  if (log.lines.empty() && log.size > 4) {
-    fmt::print(stderr, "cuctl: {}: no log lines in it\n", path);
-    return kDamaged;
-  }
-  return shown.empty() ? kNo : kYes;
+  return any ? kYes : kNo;
 }
 
 int Info(const std::string &path, std::optional<uint32_t> limit, const Options &options) {
-  const std::vector<uint8_t> bytes = ReadInput(path);
-  const LogFile log = ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+  const LoadedLog loaded = LoadLog(path);
+  const LogFile &log = loaded.log;
   // A daemon that opens the file continues at its end; a limit that is reached there wraps at once.
   const bool mute = limit && static_cast<int64_t>(log.size) >= static_cast<int32_t>(*limit - 1);
   const char *const next = !limit ? nullptr : mute ? "starts over, mute" : "writes at end";
@@ -196,6 +242,7 @@ int Info(const std::string &path, std::optional<uint32_t> limit, const Options &
     nlohmann::ordered_json object = {{"file", path},
                                      {"position", log.position},
                                      {"size", log.size},
+                                     {"looked_at", log.looked_at},
                                      {"lines", log.lines.size()},
                                      {"pieces", log.pieces},
                                      {"torn_lines", log.torn_lines},
@@ -212,14 +259,19 @@ int Info(const std::string &path, std::optional<uint32_t> limit, const Options &
   } else {
     fmt::print("position {} of {}, {} lines, {} torn{}{}\n", log.position, log.size,
                log.lines.size(), log.torn_lines, next ? ", next open: " : "", next ? next : "");
+    if (log.looked_at < log.size) fmt::print("looked at the latest {} bytes\n", log.looked_at);
     if (!log.lines.empty())
       fmt::print("first  {}\nlast   {}\n", date(log.lines.front()), date(log.lines.back()));
-    if (log.pieces > 1) fmt::print("pieces {}\n", log.pieces);
+    fmt::print("pieces {}\n", log.pieces);
+    if (log.torn_bytes != 0) fmt::print("torn   {} bytes\n", log.torn_bytes);
     for (int level = 0; level < 10; ++level)
       if (by_level[static_cast<size_t>(level)] != 0)
-        fmt::print("{:<10} {}\n", LevelName(level), by_level[static_cast<size_t>(level)]);
+        fmt::print("{} {}\n", In(ColourOf(level), fmt::format("{:<10}", LevelName(level))),
+                   by_level[static_cast<size_t>(level)]);
   }
-  return log.header_valid && (log.size <= 4 || !log.lines.empty()) ? kYes : kDamaged;
+  const std::string problem = Problem(log);
+  if (!problem.empty()) Complain(options, fmt::format("{}: {}", path, problem));
+  return problem.empty() ? kYes : kDamaged;
 }
 
 volatile std::sig_atomic_t g_stop = 0;
@@ -283,7 +335,7 @@ class Follower {
   };
 
   std::optional<Stamp> ReadStamp() const {
-    const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file < 0) return std::nullopt;
     struct stat status {};
     uint8_t header[4] = {};
@@ -295,6 +347,9 @@ class Follower {
   }
 
   void First() {
+    struct stat info {};
+    if (stat(path_.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+      throw Failure{kSystem, fmt::format("{}: not a regular file", path_)};
     // A log that is not there yet is shown from its start once it comes.
     if (access(path_.c_str(), R_OK) != 0) return;
     there_ = true;
@@ -327,17 +382,19 @@ class Follower {
       said_wrapped_ = false;
     }
     if (!loaded_) Load();
-    std::vector<uint8_t> bytes;
-    if (!Read(bytes)) return;
-    const LogFile log = Parse(bytes);
+    const std::optional<LoadedLog> loaded = Read();
+    if (!loaded) return;
+    const LogFile &log = loaded->log;
     overtaken = cursor_.Overtaken(log) && overtaken;
     if (overtaken) Say("-- the log went round since the last look, lines may be missing --");
     const std::vector<const LogLine *> fresh = cursor_.New(log);
-    const size_t skip = most >= 0 && fresh.size() > static_cast<size_t>(most)
-                            ? fresh.size() - static_cast<size_t>(most)
+    std::vector<const LogLine *> shown;
+    for (const LogLine *const line : fresh)
+      if (Passes(*line, filter_)) shown.push_back(line);
+    const size_t skip = most >= 0 && shown.size() > static_cast<size_t>(most)
+                            ? shown.size() - static_cast<size_t>(most)
                             : 0;
-    for (size_t i = skip; i < fresh.size(); ++i)
-      if (Passes(*fresh[i], filter_)) Put(LineText(*fresh[i], options_));
+    for (size_t i = skip; i < shown.size(); ++i) Put(LineText(*shown[i], options_));
     if (fresh.empty() && !overtaken) return;
     cursor_.Take(log);
     if (!cursor_path_.empty())
@@ -347,28 +404,24 @@ class Follower {
   /// The cursor as the file has it, against the log as it is.
   void Load() {
     loaded_ = true;
-    std::vector<uint8_t> bytes;
-    if (!Read(bytes)) return;
-    const LogFile log = Parse(bytes);
+    const std::optional<LoadedLog> loaded = Read();
+    if (!loaded) return;
+    const LogFile &log = loaded->log;
     const std::optional<std::string> saved = ReadCursor();
     if (saved && !cursor_.Load(*saved, log))
-      fmt::print(stderr, "cuctl: {}: not a cursor; beginning with the oldest line\n", cursor_path_);
+      Complain(options_,
+               fmt::format("{}: not a cursor; beginning with the oldest line", cursor_path_));
     // A line that is being written is told from old ones by a second look.
     cursor_.New(log);
     poll(nullptr, 0, 20);
   }
 
-  bool Read(std::vector<uint8_t> &bytes) const {
+  std::optional<LoadedLog> Read() const {
     try {
-      bytes = ReadInput(path_);
-      return true;
+      return LoadLog(path_);
     } catch (const Failure &) {
-      return false;
+      return std::nullopt;  // removed meanwhile, or being made: the next look tells
     }
-  }
-
-  static LogFile Parse(const std::vector<uint8_t> &bytes) {
-    return ReadLog({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
   }
 
   void Say(const char *text) {
@@ -455,8 +508,7 @@ void AddLogCommands(CLI::App &app, Options &options) {
   auto path = std::make_shared<std::string>();
   auto texts = std::make_shared<FilterTexts>();
   cat->add_option("FILE", *path, "The log file, or -")->required();
-  cat->add_option("-n,--lines", texts->last, "The last so many lines")
-      ->check(CLI::NonNegativeNumber);
+  cat->add_option("-n,--lines", texts->last, "The last so many lines")->check(NotNegative());
   cat->add_option("--since", texts->since,
                   "From this time: \"2024-03-05 14:07\", 14:07, -10min, @1709647629");
   cat->add_option("--until", texts->until, "To this time");
@@ -468,17 +520,18 @@ void AddLogCommands(CLI::App &app, Options &options) {
   auto followed = std::make_shared<FollowTexts>();
   follow->add_option("FILE", followed->path, "The log file")->required();
   follow->add_option("--for", followed->for_seconds, "End after so many seconds")
-      ->check(CLI::NonNegativeNumber);
+      ->check(NotNegative());
   follow->add_option("--cursor", followed->cursor,
                      "Go on where this file says, and keep there what has arrived");
   CLI::Option *const to = follow->add_option(
       "--to", followed->to,
       "Hand the lines to this shell command, again and again until it ends with 0");
   follow->add_option("--every", followed->every, "Seconds between two runs of the command, 1")
-      ->check(CLI::NonNegativeNumber)
+      ->check(NotNegative())
       ->needs(to);
   AddFilterOptions(follow, followed->filter);
   follow->callback([=, &options] {
+    if (followed->path == "-") throw Failure{kUsage, "standard input cannot be followed"};
     options.exit_code = Follower(*followed, options).Run(followed->for_seconds);
   });
 

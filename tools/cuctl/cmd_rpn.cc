@@ -5,9 +5,11 @@
 #include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "include/rpn.h"
 #include "include/stringutils.h"
+#include "internal/cut_token.hpp"
 #include "tools/cuctl/output.hpp"
 
 namespace cuctl {
@@ -43,63 +45,112 @@ std::string Misread(const std::string &token) {
   return fmt::format("\"{}\" is read as {}", token, name);
 }
 
-/// Follows an expression token by token; operations are the library's own.
+/// Follows an expression token by token, as the evaluator does; operations are the library's own.
 class Trace {
  public:
-  void Step(const std::string &token, std::vector<std::string> &parameters) {
-    uint32_t id = RPN_NO_OPERATOR;
-    std::string taken;
-    const std::string before = Stack();
-    if (!isOperator(token.c_str(), &id)) {
-      double value = 0;
-      if (!Evaluate(token, parameters, value)) {
-        fmt::print("{:>8}  no value\n", token);
-        return;
-      }
-      stack_.push_back(value);
-      taken = "value";
-    } else if (id == RPN_IF || id == RPN_ELSE) {
-      taken = id == RPN_IF ? "if the top is not 0" : "end of the branch";
-      if (id == RPN_IF && !stack_.empty()) stack_.pop_back();
-    } else {
-      taken = supportedList[id].name;
-      const bool unary = id == RPN_NOT;
-      if (stack_.size() < (unary ? 1U : 2U)) {
-        fmt::print("{:>8}  read as {:<5} {}: too few values\n", token, taken, before);
-        return;
-      }
-      const double b = unary ? 0 : stack_.back();
-      if (!unary) stack_.pop_back();
-      uint8_t error = 0;
-      stack_.back() = static_cast<double>(
-          processOperand(id, &error, static_cast<float>(stack_.back()), static_cast<float>(b)));
-      if (error != 0) taken += ", error";
+  Trace(const std::string &expression, std::vector<std::string> &parameters)
+      : parameters_(parameters) {
+    const char *cursor = expression.c_str();
+    for (std::string_view token; go_on_ && cu::CutToken(cursor, ' ', token);) {
+      Step step{std::string(token), "", stack_, {}};
+      Take(step, cursor);
+      step.after = stack_;
+      steps_.push_back(std::move(step));
+      if (steps_.size() == kMostSteps) break;
     }
-    fmt::print("{:>8}  read as {:<5} {} -> {}\n", token, taken, before, Stack());
+  }
+
+  void Print(const Options &options) const {
+    for (const Step &step : steps_)
+      fmt::print("{:>8}  read as {:<5} {} -> {}\n", Shown(step.token, options), step.taken,
+                 Text(step.before), Text(step.after));
+  }
+
+  nlohmann::ordered_json Json() const {
+    nlohmann::ordered_json steps = nlohmann::ordered_json::array();
+    for (const Step &step : steps_)
+      steps.push_back({{"token", step.token},
+                       {"read_as", step.taken},
+                       {"before", Text(step.before)},
+                       {"after", Text(step.after)}});
+    return steps;
   }
 
  private:
-  std::string Stack() const {
-    std::string text = "[";
-    for (size_t i = 0; i < stack_.size(); ++i)
-      text += fmt::format("{}{:g}", i == 0 ? "" : " ", stack_[i]);
+  static constexpr size_t kMostSteps = 1000;
+
+  struct Step {
+    std::string token, taken;
+    std::vector<double> before, after;
+  };
+
+  void Stop(Step &step, const std::string &why) {
+    step.taken += (step.taken.empty() ? "" : ": ") + why;
+    go_on_ = false;
+  }
+
+  void Take(Step &step, const char *&cursor) {
+    uint32_t id = RPN_NO_OPERATOR;
+    if (!isOperator(step.token.c_str(), &id)) {
+      double value = 0;
+      if (!Evaluate(step.token, parameters_, value)) return Stop(step, "no value");
+      step.taken = "value";
+      stack_.push_back(value);
+    } else if (id == RPN_IF) {
+      if (stack_.empty()) return Stop(step, "if: too few values");
+      const bool taken = stack_.back() != 0;
+      step.taken = taken ? "if, taken" : "if, skipped to :";
+      stack_.pop_back();
+      std::string_view skipped;
+      if (!taken) cu::CutToken(cursor, ':', skipped);
+      in_conditional_ = true;
+    } else if (id == RPN_ELSE) {
+      step.taken = "end of the branch";
+      go_on_ = false;
+      if (!in_conditional_) Stop(step, "without a ?");
+    } else {
+      step.taken = supportedList[id].name;
+      Apply(id, step);
+    }
+  }
+
+  void Apply(uint32_t id, Step &step) {
+    const bool unary = id == RPN_NOT;
+    if (unary && stack_.empty()) return;  // it is left out
+    if (stack_.size() < (unary ? 1U : 2U)) return Stop(step, "too few values");
+    const double b = unary ? 0 : stack_.back();
+    const double a = stack_[stack_.size() - (unary ? 1 : 2)];
+    uint8_t error = 0;
+    const float result = processOperand(id, &error, static_cast<float>(a), static_cast<float>(b));
+    if (error != 0) return Stop(step, "no result");
+    if (!unary) stack_.pop_back();
+    stack_.back() = static_cast<double>(result);
+  }
+
+  /// The stack, of a deep one the top.
+  static std::string Text(const std::vector<double> &stack) {
+    constexpr size_t kMost = 16;
+    std::string text = stack.size() > kMost ? "[... " : "[";
+    for (size_t i = stack.size() > kMost ? stack.size() - kMost : 0; i < stack.size(); ++i)
+      text += fmt::format("{}{:g}", text.back() == '[' || text.back() == ' ' ? "" : " ", stack[i]);
     return text + "]";
   }
+
+  std::vector<std::string> &parameters_;
   std::vector<double> stack_;
+  std::vector<Step> steps_;
+  bool in_conditional_ = false, go_on_ = true;
 };
 
 int Eval(const std::string &expression, std::vector<std::string> parameters, bool trace,
          uint32_t type, const Options &options) {
   std::vector<std::string> warnings;
-  const std::vector<std::string> tokens = Tokens(expression);
-  for (const std::string &token : tokens)
+  for (const std::string &token : Tokens(expression))
     if (std::string warning = Misread(token); !warning.empty())
       warnings.push_back(std::move(warning));
-  if (trace && !options.json) {
-    // A conditional decides which tokens count: only expressions without one are traced whole.
-    Trace steps;
-    for (const std::string &token : tokens) steps.Step(token, parameters);
-  }
+  std::optional<Trace> steps;
+  if (trace) steps.emplace(expression, parameters);
+  if (steps && !options.json) steps->Print(options);
   double result = 0;
   const bool ok = Evaluate(expression, parameters, result);
   std::string text = fmt::format("{:.9g}", result);
@@ -108,7 +159,7 @@ int Eval(const std::string &expression, std::vector<std::string> parameters, boo
     char *out = nullptr;
     if (!convertRPNFloatToDataType(type, &value, result) ||
         !getRPMDataTypeAsString(&value, &out, 6))
-      throw Failure{kUsage, fmt::format("{} is not a type from 1 to 10", type)};
+      throw Failure{kSystem, fmt::format("{} does not convert to type {}", text, type)};
     text = out;
     free(out);
   }
@@ -116,14 +167,14 @@ int Eval(const std::string &expression, std::vector<std::string> parameters, boo
     nlohmann::ordered_json object = {
         {"expression", expression}, {"ok", ok}, {"warnings", warnings}};
     if (ok) object["value"] = text;
+    if (steps) object["trace"] = steps->Json();
     PrintJson(object);
   } else {
-    for (const std::string &warning : warnings)
-      fmt::print(stderr, "{}: {}\n", In(Colour::kYellow, "warning"), warning);
+    for (const std::string &warning : warnings) Caution(options, warning);
     if (ok)
       fmt::print("{}\n", text);
     else
-      fmt::print(stderr, "cuctl: the expression has no value\n");
+      Complain(options, "the expression has no value");
   }
   return ok ? kYes : kNo;
 }
@@ -145,8 +196,9 @@ void AddRpnCommands(CLI::App &app, Options &options) {
   eval->add_option("P", arguments->parameters, "The values of %1, %2, ...");
   eval->add_flag("--trace", arguments->trace, "What each token was taken for, and the stack");
   eval->add_option(
-      "--type", arguments->type,
-      "Convert the result: 1 to 4 unsigned 8 to 64 bits, 5 to 8 signed, 9 float, 10 double");
+          "--type", arguments->type,
+          "Convert the result: 1 to 4 unsigned 8 to 64 bits, 5 to 8 signed, 9 float, 10 double")
+      ->check(CLI::Range(1, 10));
   eval->callback([=, &options] {
     options.exit_code = Eval(arguments->expression, arguments->parameters, arguments->trace,
                              arguments->type, options);

@@ -7,12 +7,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
+#include "tools/cuctl/input.hpp"
+#include "tools/cuctl/options.hpp"
 #include "tools/cuctl/output.hpp"
 
 namespace cuctl {
@@ -28,7 +32,7 @@ class Segment {
   explicit Segment(const std::string &name) : name_(WithSlash(name)) {
     fd_ = shm_open(name_.c_str(), O_RDONLY | O_CLOEXEC, 0);
     if (fd_ < 0) throw Failure{kSystem, fmt::format("{}: {}", name_, strerror(errno))};
-    fstat(fd_, &info_);
+    if (fstat(fd_, &info_) != 0) info_ = {};
   }
   ~Segment() { close(fd_); }
   Segment(const Segment &) = delete;
@@ -36,12 +40,18 @@ class Segment {
 
   const struct stat &info() const { return info_; }
 
-  /// A copy of the content: reading, unlike a mapping, cannot fault when the object shrinks.
-  std::vector<uint8_t> Content() const {
-    std::vector<uint8_t> bytes(static_cast<size_t>(std::min<off_t>(info_.st_size, 64 << 20)));
-    const ssize_t got = pread(fd_, bytes.data(), bytes.size(), 0);
-    bytes.resize(got < 0 ? 0 : static_cast<size_t>(got));
+  /// A copy of some of the content: reading, unlike a mapping, cannot fault when the object
+  /// shrinks.
+  std::vector<uint8_t> Content(off_t offset, size_t size) const {
+    std::vector<uint8_t> bytes(size);
+    const ssize_t got = pread(fd_, bytes.data(), bytes.size(), offset);
+    if (got < 0) throw Failure{kSystem, fmt::format("{}: {}", name_, strerror(errno))};
+    bytes.resize(static_cast<size_t>(got));
     return bytes;
+  }
+  /// What watching compares: all of a segment of the usual size.
+  std::vector<uint8_t> Content() const {
+    return Content(0, static_cast<size_t>(std::min<off_t>(info_.st_size, kMostBytes)));
   }
 
  private:
@@ -87,13 +97,24 @@ int Info(const std::string &name, const std::string &lock, const Options &option
 }
 
 int Read(const std::string &name, const Options &options) {
-  const std::vector<uint8_t> bytes = Segment(name).Content();
-  if (options.json)
-    PrintJson({{"name", WithSlash(name)},
-               {"size", bytes.size()},
-               {"data", Hex(bytes.data(), bytes.size())}});
-  else
-    fmt::print("{}", HexDump(bytes.data(), bytes.size()));
+  constexpr size_t kStep = 65536;
+  const Segment segment(name);
+  std::optional<Progress> progress;
+  if (!OnTerminal()) progress.emplace("reading", static_cast<uint64_t>(segment.info().st_size));
+  bool any = false;
+  for (off_t offset = 0; offset < segment.info().st_size || !any; offset += kStep) {
+    const std::vector<uint8_t> bytes = segment.Content(offset, kStep);
+    if (bytes.empty() && any) break;
+    any = true;
+    if (options.json)
+      PrintJson({{"name", WithSlash(name)},
+                 {"size", segment.info().st_size},
+                 {"offset", offset},
+                 {"data", Hex(bytes.data(), bytes.size())}});
+    else
+      PrintHexDump(bytes.data(), bytes.size(), static_cast<uint64_t>(offset));
+    if (progress) progress->At(static_cast<uint64_t>(offset));
+  }
   return kYes;
 }
 
@@ -178,7 +199,8 @@ void AddShmCommands(CLI::App &app, Options &options) {
   const auto [watch, watch_arguments] =
       add("watch", "Show what changes, every 100 ms",
           [&options](const Arguments &a) { return Watch(a.name, a.seconds, options); });
-  watch->add_option("--for", watch_arguments->seconds, "End after so many seconds");
+  watch->add_option("--for", watch_arguments->seconds, "End after so many seconds")
+      ->check(NotNegative());
   const auto [unlock, unlock_arguments] =
       add("unlock", "Post a lock that a dead process left held",
           [&options](const Arguments &a) { return Unlock(a.lock, a.yes, options); });

@@ -5,41 +5,68 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 
+#include "internal/owned.hpp"
+#include "tools/cuctl/input.hpp"
 #include "tools/cuctl/output.hpp"
 #include "tools/cuctl/store_reader.hpp"
 
 namespace cuctl {
 namespace {
 
-struct FileTimes {
+/// What tells that a file was written to, or replaced.
+struct FileState {
   bool there = false;
+  ino_t file = 0;
   off_t size = 0;
-  timespec modified{};
+  time_t seconds = 0;
+  long nanoseconds = 0;
+  bool operator==(const FileState &) const = default;
 };
 
-FileTimes TimesOf(const std::string &path) {
+FileState StateOf(const std::string &path) {
   struct stat info {};
-  if (stat(path.c_str(), &info) != 0) return {};
-  return {true, info.st_size, info.st_mtim};
+  if (path == "-" || stat(path.c_str(), &info) != 0) return {};
+  return {true, info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
+}
+
+StoreFile ReadOnce(const std::string &path) {
+  Input input(path);
+  bool whole = false;
+  Progress progress("reading", input.size());
+  std::vector<uint8_t> bytes = input.ReadUpTo(kMostBytes, &whole, &progress);
+  const uint64_t size = whole             ? bytes.size()
+                        : input.regular() ? input.size()
+                                          : std::numeric_limits<uint64_t>::max();
+  StoreFile store = ReadStore(std::move(bytes), size);
+  if (store.too_large)
+    throw Failure{kSystem, fmt::format("{}: a store of more than {} MiB", path, kMostBytes >> 20)};
+  return store;
 }
 
 /// Reads a store; `changing` tells that somebody wrote to it meanwhile, so that a bad checksum says
 /// nothing.
 StoreFile Read(const std::string &path, bool *changing = nullptr) {
-  const FileTimes before = TimesOf(path);
-  StoreFile store = ReadStore(ReadInput(path));
-  const FileTimes after = TimesOf(path);
-  if (changing != nullptr)
-    *changing = before.there != after.there || before.size != after.size ||
-                before.modified.tv_sec != after.modified.tv_sec ||
-                before.modified.tv_nsec != after.modified.tv_nsec;
+  const FileState before = StateOf(path);
+  StoreFile store = ReadOnce(path);
+  if (changing == nullptr) return store;
+  *changing = !(before == StateOf(path));
+  if (*changing || !before.there || store.refusal().empty()) return store;
+  // Two writes within one tick of the file system's clock leave the same time: look once more
+  // before a file is called damaged.
+  usleep(30000);
+  *changing = !(before == StateOf(path)) || ReadOnce(path).bytes != store.bytes;
   return store;
 }
 
@@ -88,11 +115,13 @@ nlohmann::ordered_json Describe(const StoreRecord &record, const Options &option
 
 std::string Verdict(const StoreFile &store, bool changing) {
   if (changing) return "changing";
+  if (store.fresh()) return "EMPTY";
   return store.accepted() ? "OK" : "REFUSED";
 }
 
 std::string CrcText(const StoreFile &store) {
   if (!store.header_ok) return store.problem;
+  if (store.fresh()) return "a new store that has no record yet";
   if (!store.crc_known)
     return fmt::format("crc stored {:08x}, none computed: {}", store.header.crc, store.problem);
   if (store.accepted()) return fmt::format("crc {:08x}", store.crc);
@@ -105,7 +134,7 @@ nlohmann::ordered_json VerdictJson(const std::string &path, const StoreFile &sto
                                    {"accepted", store.accepted()},
                                    {"walkable", store.walkable()},
                                    {"last_good_offset", store.last_good_offset},
-                                   {"size", store.bytes.size()},
+                                   {"size", store.size},
                                    {"crc_stored", fmt::format("{:08x}", store.header.crc)}};
   if (store.crc_known) object["crc_computed"] = fmt::format("{:08x}", store.crc);
   if (!store.problem.empty()) object["problem"] = store.problem;
@@ -121,7 +150,7 @@ int Verify(const std::string &path, const std::string &backup_path, const Option
     try {
       bool backup_changing = false;
       const StoreFile backup = Read(backup_path, &backup_changing);
-      const int64_t older = TimesOf(path).modified.tv_sec - TimesOf(backup_path).modified.tv_sec;
+      const int64_t older = StateOf(path).seconds - StateOf(backup_path).seconds;
       backup_text = fmt::format("; backup {} {}, {} records, {} {}", BaseName(backup_path),
                                 Verdict(backup, backup_changing), backup.walkable(),
                                 Age(older < 0 ? -older : older), older < 0 ? "newer" : "older");
@@ -137,16 +166,27 @@ int Verify(const std::string &path, const std::string &backup_path, const Option
   } else {
     const std::string verdict = Verdict(store, changing);
     std::string offset;
-    if (!store.accepted() && !store.problem.empty() && store.header_ok)
+    if (!store.refusal().empty() && store.header_ok)
       offset = fmt::format("; last good offset {}", store.last_good_offset);
     const std::string detail =
         !store.accepted() && store.crc_known && !store.problem.empty() ? "; " + store.problem : "";
     fmt::print("{}  {}; {} records walkable{}{}{}\n",
-               In(store.accepted() ? Colour::kGreen : Colour::kRed, verdict), CrcText(store),
-               store.walkable(), detail, offset, backup_text);
+               In(changing                  ? Colour::kYellow
+                  : store.refusal().empty() ? Colour::kGreen
+                                            : Colour::kRed,
+                  verdict),
+               CrcText(store), store.walkable(), detail, offset, backup_text);
   }
   if (changing) return kNo;
-  return store.accepted() ? kYes : kDamaged;
+  return store.refusal().empty() ? kYes : kDamaged;
+}
+
+/// The exit code of a command that has shown what can be read of a store.
+int Conclude(const std::string &path, const StoreFile &store, const Options &options) {
+  const std::string refusal = store.refusal();
+  if (refusal.empty()) return kYes;
+  Complain(options, fmt::format("{}: refused: {}", path, refusal));
+  return kDamaged;
 }
 
 int List(const std::string &path, bool all, const Options &options) {
@@ -164,12 +204,7 @@ int List(const std::string &path, bool all, const Options &options) {
                date.empty() ? "" : " (" + date + ")", record.offset,
                record.whole ? "" : "  cut short");
   }
-  if (!store.header_ok || (!store.problem.empty() && !store.crc_known && !store.records.empty())) {
-    std::fflush(stdout);
-    fmt::print(stderr, "cuctl: {}: {}\n", path, store.problem);
-    return kDamaged;
-  }
-  return kYes;
+  return Conclude(path, store, options);
 }
 
 int Get(const std::string &path, const std::vector<uint32_t> &ids, bool hex,
@@ -182,140 +217,224 @@ int Get(const std::string &path, const std::vector<uint32_t> &ids, bool hex,
       if (record.header.id == id && record.header.valid != 0 && record.whole && found == nullptr)
         found = &record;
     if (found == nullptr) {
-      std::fflush(stdout);
-      fmt::print(stderr, "cuctl: {}: no valid record {}\n", path, id);
+      if (store.header_ok) Complain(options, fmt::format("{}: no valid record {}", path, id));
       missing = true;
     } else if (options.json) {
       nlohmann::ordered_json object = Describe(*found, options);
       object["payload"] = Hex(found->payload, found->header.length);
       PrintJson(object);
     } else if (hex) {
-      fmt::print("{}", HexDump(found->payload, found->header.length));
+      PrintHexDump(found->payload, found->header.length);
     } else {
-      std::fwrite(found->payload, 1, found->header.length, stdout);
+      WriteBytes({reinterpret_cast<const char *>(found->payload), found->header.length}, options);
     }
   }
-  if (!store.header_ok) {
-    fmt::print(stderr, "cuctl: {}: {}\n", path, store.problem);
-    return kDamaged;
-  }
-  return missing ? kNo : kYes;
+  const int verdict = Conclude(path, store, options);
+  return verdict == kYes && missing ? kNo : verdict;
 }
 
-int Dump(const std::string &path) {
+int Dump(const std::string &path, const Options &options) {
   const StoreFile store = Read(path);
-  if (!store.header_ok) throw Failure{kDamaged, fmt::format("{}: {}", path, store.problem)};
   size_t count = 0;
-  fmt::print("ambrelstorage 4\n");
+  if (store.header_ok && !options.json) fmt::print("ambrelstorage 4\n");
   for (const StoreRecord &record : store.records) {
     if (!record.whole) continue;
     ++count;
-    fmt::print("record {} {} {} {} {} {}\n", record.header.id, record.header.valid,
-               record.header.length,
-               record.header.length == 0 ? "-" : Hex(record.payload, record.header.length),
-               record.header.wall_stamp, record.header.monotonic_seconds);
-  }
-  fmt::print("end {}\n", count);
-  if (store.walkable() == store.records.size() && (store.crc_known || store.records.empty()))
-    return kYes;
-  std::fflush(stdout);
-  fmt::print(stderr, "cuctl: {}: {}\n", path, store.problem);
-  return kDamaged;
-}
-
-int Nibble(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-/// Writes a file under a temporary name beside its own, forces it out, and renames it.
-void Replace(const std::string &path, const std::vector<uint8_t> &bytes) {
-  std::string temporary = path + ".XXXXXX";
-  const int fd = mkstemp(temporary.data());
-  const auto fail = [&] {
-    const int error = errno;
-    if (fd >= 0) close(fd);
-    unlink(temporary.c_str());
-    throw Failure{kSystem, fmt::format("{}: {}", path, strerror(error))};
-  };
-  if (fd < 0) fail();
-  size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t count = write(fd, bytes.data() + written, bytes.size() - written);
-    if (count < 0) fail();
-    written += static_cast<size_t>(count);
-  }
-  if (fchmod(fd, 0644) != 0 || fsync(fd) != 0 || rename(temporary.c_str(), path.c_str()) != 0)
-    fail();
-  close(fd);
-}
-
-int Load(const std::string &out, const std::string &in) {
-  const std::vector<uint8_t> bytes = ReadInput(in);
-  std::string text(bytes.begin(), bytes.end());
-  std::vector<StoreRecord> records;
-  std::vector<std::unique_ptr<std::vector<uint8_t>>> payloads;
-  bool begun = false, ended = false, any_payload = false;
-  size_t line_number = 0;
-  const auto bad = [&](const std::string &what) {
-    throw Failure{kDamaged, fmt::format("{}:{}: {}", in, line_number, what)};
-  };
-  for (size_t at = 0; at < text.size();) {
-    size_t stop = text.find('\n', at);
-    if (stop == std::string::npos) stop = text.size();
-    const std::string line = text.substr(at, stop - at);
-    at = stop + 1;
-    ++line_number;
-    if (line.empty() || line[0] == '#') continue;
-    if (ended) bad("text after the end");
-    if (!begun) {
-      if (line != "ambrelstorage 4") bad("not a dump of a store");
-      begun = true;
-      continue;
+    const std::string payload = Hex(record.payload, record.header.length);
+    if (options.json) {
+      nlohmann::ordered_json object = Describe(record, options);
+      object["payload"] = payload;
+      PrintJson(object);
+    } else {
+      fmt::print("record {} {} {} {} {} {}\n", record.header.id, record.header.valid,
+                 record.header.length, payload.empty() ? "-" : payload, record.header.wall_stamp,
+                 record.header.monotonic_seconds);
     }
-    unsigned long id = 0, valid = 0, length = 0, monotonic = 0, count = 0;
-    long long wall = 0;
-    int hex_at = 0, hex_end = 0;
-    if (std::sscanf(line.c_str(), "end %lu", &count) == 1) {
-      if (count != records.size()) bad("the number of records differs");
-      ended = true;
-      continue;
+  }
+  if (store.header_ok && !options.json) fmt::print("end {}\n", count);
+  return Conclude(path, store, options);
+}
+
+/// The length of a row of hexadecimal digit pairs, appended to `out`; none when it is no such row.
+std::optional<size_t> TakeHex(std::string_view digits, std::vector<uint8_t> &out) {
+  if (digits == "-") return 0;
+  const auto nibble = [](char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+  };
+  if (digits.size() % 2 != 0) return std::nullopt;
+  for (size_t i = 0; i < digits.size(); i += 2) {
+    const int high = nibble(digits[i]), low = nibble(digits[i + 1]);
+    if (high < 0 || low < 0) return std::nullopt;
+    out.push_back(static_cast<uint8_t>(high * 16 + low));
+  }
+  return digits.size() / 2;
+}
+
+/// Takes the words of a line off its front, one after the other.
+class Words {
+ public:
+  explicit Words(std::string_view line) : rest_(line) {}
+
+  std::string_view Next() {
+    const size_t begin = std::min(rest_.find_first_not_of(' '), rest_.size());
+    rest_.remove_prefix(begin);
+    const std::string_view word = rest_.substr(0, rest_.find(' '));
+    rest_.remove_prefix(word.size());
+    return word;
+  }
+
+  /// A whole number that fits.
+  template <typename Number>
+  bool Next(Number &number) {
+    const std::string_view word = Next();
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+    return error == std::errc() && end == word.data() + word.size() && !word.empty();
+  }
+
+  bool AtEnd() const { return rest_.find_first_not_of(' ') == std::string_view::npos; }
+
+ private:
+  std::string_view rest_;
+};
+
+/// Reads a dump line by line.
+class Loader {
+ public:
+  Loader(const std::string &path, std::string_view text) : path_(path) {
+    payloads_.reserve(text.size() / 2 + 1);  // the records refer to it: it must not move
+    for (size_t at = 0; at < text.size();) {
+      const size_t stop = std::min(text.find('\n', at), text.size());
+      std::string_view line = text.substr(at, stop - at);
+      at = stop + 1;
+      ++line_;
+      if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+      if (!line.empty() && line[0] != '#') Take(line);
     }
-    if (std::sscanf(line.c_str(), "record %lu %lu %lu %n%*s%n %lld %lu", &id, &valid, &length,
-                    &hex_at, &hex_end, &wall, &monotonic) < 3 ||
-        hex_end == 0)
-      bad("not a record");
-    const std::string hex =
-        line.substr(static_cast<size_t>(hex_at), static_cast<size_t>(hex_end - hex_at));
-    auto payload = std::make_unique<std::vector<uint8_t>>();
-    if (hex != "-")
-      for (size_t i = 0; i + 1 < hex.size(); i += 2) {
-        const int high = Nibble(hex[i]), low = Nibble(hex[i + 1]);
-        if (high < 0 || low < 0) bad("not hexadecimal");
-        payload->push_back(static_cast<uint8_t>(high * 16 + low));
-      }
-    if (payload->size() != length || (hex != "-" && hex.size() % 2 != 0))
-      bad("the payload has another length");
+    if (!ended_) Bad("the dump breaks off");
+  }
+  const std::deque<StoreRecord> &records() const { return records_; }
+
+ private:
+  [[noreturn]] void Bad(const char *what) const {
+    throw Failure{kDamaged, fmt::format("{}:{}: {}", path_, line_, what)};
+  }
+
+  void Take(std::string_view line) {
+    Words words(line);
+    const std::string_view kind = words.Next();
+    if (ended_) Bad("text after the end");
+    if (!begun_) {
+      uint32_t format = 0;
+      if (kind != "ambrelstorage" || !words.Next(format) || format != cu::store::kFormat ||
+          !words.AtEnd())
+        Bad("not a dump of a store");
+      begun_ = true;
+    } else if (kind == "end") {
+      size_t count = 0;
+      if (!words.Next(count) || !words.AtEnd()) Bad("no number of records");
+      if (count != records_.size()) Bad("the number of records differs");
+      ended_ = true;
+    } else if (kind == "record") {
+      TakeRecord(words);
+    } else {
+      Bad("not a record");
+    }
+  }
+
+  void TakeRecord(Words &words) {
     StoreRecord record;
     std::memset(&record.header, 0, sizeof record.header);
     record.header.format = cu::store::kFormat;
-    record.header.id = static_cast<uint32_t>(id);
-    record.header.valid = static_cast<uint8_t>(valid);
-    record.header.length = static_cast<uint32_t>(length);
+    uint32_t length = 0;
+    if (!words.Next(record.header.id) || !words.Next(record.header.valid) || !words.Next(length))
+      Bad("id, validity and length are not numbers that fit");
+    const size_t held = payloads_.size();
+    const std::optional<size_t> taken = TakeHex(words.Next(), payloads_);
+    if (!taken) Bad("the payload is not hexadecimal");
+    if (*taken != length) Bad("the payload has another length");
+    record.header.length = length;
+    record.payload = payloads_.data() + held;
+    // The stamps may be left out.
+    int64_t wall = 0;
+    if (!words.AtEnd() && (!words.Next(wall) || !words.Next(record.header.monotonic_seconds)))
+      Bad("the stamps are not numbers that fit");
+    if (!words.AtEnd()) Bad("text behind the record");
     record.header.wall_stamp = wall;
-    record.header.monotonic_seconds = static_cast<uint32_t>(monotonic);
-    any_payload = any_payload || length != 0;
-    payloads.push_back(std::move(payload));
-    record.payload = payloads.back()->data();
-    records.push_back(record);
+    records_.push_back(record);
   }
-  if (!ended) bad("the dump breaks off");
-  Replace(out, WriteStore(records));
-  fmt::print("{} records\n", records.size());
-  if (!any_payload) {
-    fmt::print(stderr, "cuctl: {}: no record has a payload, so a daemon starts it empty\n", out);
+
+  std::string path_;
+  size_t line_ = 0;
+  bool begun_ = false, ended_ = false;
+  std::vector<uint8_t> payloads_;
+  std::deque<StoreRecord> records_;
+};
+
+/// Where a name leads to: a link is kept, and what it points to is replaced.
+std::string Resolved(const std::string &path) {
+  const cu::Owned<char> real(realpath(path.c_str(), nullptr));
+  return real ? real.get() : path;
+}
+
+/// Writes a file under a temporary name beside its own, forces it out, and renames it. It gets the
+/// owner and the mode of `like`, where that is: a daemon that is not root must be able to open what
+/// root has restored.
+void Replace(const std::string &path, const std::vector<uint8_t> &bytes, const std::string &like) {
+  std::string temporary = path + ".XXXXXX";
+  const cu::UniqueFd file(mkstemp(temporary.data()));
+  const auto fail = [&] {
+    const int error = errno;
+    if (file) unlink(temporary.c_str());
+    throw Failure{kSystem, fmt::format("{}: {}", path, strerror(error))};
+  };
+  if (!file) fail();
+  for (size_t written = 0; written < bytes.size();) {
+    const ssize_t count = write(file.get(), bytes.data() + written, bytes.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail();
+    written += static_cast<size_t>(count);
+  }
+  struct stat info {};
+  mode_t mode = 0;
+  if (stat(like.c_str(), &info) == 0) {
+    mode = info.st_mode & 0777;
+    // Whoever may not give files away is their owner already, or cannot be helped.
+    if (fchown(file.get(), info.st_uid, info.st_gid) != 0 && errno != EPERM) fail();
+  } else {
+    const mode_t mask = umask(0);
+    umask(mask);
+    mode = 0666 & ~mask;
+  }
+  if (fchmod(file.get(), mode) != 0 || fsync(file.get()) != 0 ||
+      rename(temporary.c_str(), path.c_str()) != 0)
+    fail();
+  // The new name is on the medium once the folder is.
+  const size_t slash = path.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const cu::UniqueFd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (directory) fsync(directory.get());
+}
+
+int Load(const std::string &out, const std::string &in, const Options &options) {
+  const std::vector<uint8_t> bytes = ReadInput(in);
+  const Loader loader(in, {reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+  const std::vector<uint8_t> store = WriteStore(loader.records());
+  const size_t count = loader.records().size();
+  if (out == "-") {
+    std::fwrite(store.data(), 1, store.size(), stdout);
+  } else {
+    const std::string path = Resolved(out);
+    Replace(path, store, path);
+    if (options.json)
+      PrintJson({{"file", out}, {"records", count}});
+    else
+      fmt::print("{} records\n", count);
+  }
+  if (count == 0 || !ReadStore(store, store.size()).crc_known) {
+    Complain(options, fmt::format("{}: no record has a payload, so a daemon starts it empty", out));
     return kNo;
   }
   return kYes;
@@ -336,20 +455,21 @@ std::string NewerRecords(const StoreFile &damaged, const StoreFile &backup,
   return fmt::format("; {} newer records readable: cuctl store get {}{}", count, bad_path, ids);
 }
 
-int Restore(const std::string &primary, const std::string &backup_path, bool force,
+int Restore(const std::string &name, const std::string &backup_path, bool force,
             const Options &options) {
+  const std::string primary = Resolved(name);
   const bool there = access(primary.c_str(), F_OK) == 0;
   bool changing = false;
   const StoreFile store = there ? Read(primary, &changing) : StoreFile{};
-  if (changing) throw Failure{kSystem, fmt::format("{} is being written", primary)};
+  if (changing) throw Failure{kSystem, fmt::format("{} is being written", name)};
   const auto say = [&](const std::string &text, size_t records) {
     if (options.json)
-      PrintJson({{"file", primary}, {"records", records}, {"text", text}});
+      PrintJson({{"file", name}, {"records", records}, {"text", text}});
     else
       fmt::print("{}\n", text);
   };
   if (there && store.accepted()) {
-    say(fmt::format("{} is accepted; nothing to do", primary), store.walkable());
+    say(fmt::format("{} is accepted; nothing to do", name), store.walkable());
     return kYes;
   }
 
@@ -360,7 +480,7 @@ int Restore(const std::string &primary, const std::string &backup_path, bool for
   StoreFile backup;
   try {
     backup = Read(backup_path);
-  } catch (const Failure &failure) {
+  } catch (const Failure &) {
     if (!force) throw;
   }
   if (backup.accepted() && !force) {
@@ -369,23 +489,29 @@ int Restore(const std::string &primary, const std::string &backup_path, bool for
     source = backup_path;
     newer = there ? NewerRecords(store, backup, bad_path) : "";
   } else if (force) {
-    std::vector<StoreRecord> records;
+    std::deque<StoreRecord> records;
     for (const StoreRecord &record : store.records)
       if (record.whole && record.header.valid != 0) records.push_back(record);
     restored = records.size();
     content = WriteStore(records);
-    source = primary;
-    if (!ReadStore(content).accepted())
-      throw Failure{kNo, fmt::format("{}: nothing to salvage", primary)};
+    if (!ReadStore(content, content.size()).accepted())
+      throw Failure{kNo, fmt::format("{}: nothing to salvage", name)};
   } else {
     throw Failure{kNo, fmt::format("{} would be refused too; --force salvages what can be walked",
                                    backup_path)};
   }
-  if (there && rename(primary.c_str(), bad_path.c_str()) != 0)
-    throw Failure{kSystem, fmt::format("{}: {}", bad_path, strerror(errno))};
-  Replace(primary, content);
+  // With a second name the bad file stays in place until the rename; not every file system has
+  // them.
+  const bool keep = there && !store.fresh();
+  if (keep) {
+    unlink(bad_path.c_str());
+    if (link(primary.c_str(), bad_path.c_str()) != 0 &&
+        rename(primary.c_str(), bad_path.c_str()) != 0)
+      throw Failure{kSystem, fmt::format("{}: {}", bad_path, strerror(errno))};
+  }
+  Replace(primary, content, there ? (keep ? bad_path : primary) : backup_path);
   say(fmt::format("restored {} records{}{}{}", restored, force ? "" : " from " + BaseName(source),
-                  there ? "; damaged file kept as " + BaseName(bad_path) : "", newer),
+                  keep ? "; damaged file kept as " + BaseName(bad_path) : "", newer),
       restored);
   return kYes;
 }
@@ -434,7 +560,7 @@ void AddStoreCommands(CLI::App &app, Options &options) {
     const auto [command, arguments] = add("dump", "Write the records in a portable text form");
     command->add_option("FILE", arguments->path, "The store")->required();
     command->callback(
-        [arguments = arguments, &options] { options.exit_code = Dump(arguments->path); });
+        [arguments = arguments, &options] { options.exit_code = Dump(arguments->path, options); });
   }
   {
     const auto [command, arguments] = add("load", "Make a store from a dump");
@@ -442,7 +568,7 @@ void AddStoreCommands(CLI::App &app, Options &options) {
     arguments->backup = "-";
     command->add_option("DUMP", arguments->backup, "The dump; standard input when left out");
     command->callback([arguments = arguments, &options] {
-      options.exit_code = Load(arguments->path, arguments->backup);
+      options.exit_code = Load(arguments->path, arguments->backup, options);
     });
   }
   {

@@ -50,7 +50,7 @@ Node DeviceNode(const rfAEBoardTopologyAEDevice &device) {
     child.label = Text(sensor.Name);
     child.detail = fmt::format("{} #{}", Text(sensor.Type), sensor.Sensorid);
     child.data = {{"kind", "sensor"},          {"name", Text(sensor.Name)},
-                  {"type", Text(sensor.Type)}, {"id", sensor.Sensorid},
+                  {"type", Text(sensor.Type)}, {"number", sensor.Sensorid},
                   {"lun", sensor.Lun},         {"cacheable", sensor.Cacheable != 0}};
     node.children.push_back(std::move(child));
   }
@@ -67,7 +67,7 @@ Node TopologyNode(const rfAEBoardTopology &board) {
     Node bus_node;
     bus_node.label = Text(bus.Name);
     bus_node.detail = fmt::format("{} {}", Text(bus.protocol), Text(bus.bus));
-    bus_node.data = {{"kind", "bus"}, {"name", bus_node.label}, {"id", bus.id}};
+    bus_node.data = {{"kind", "bus"}, {"name", bus_node.label}, {"number", bus.id}};
     for (uint32_t s = 0; s < bus.AEBUSSegment.count; ++s) {
       const rfAEBoardTopologyAEBUSSegment &segment = bus.AEBUSSegment.list[s];
       Node segment_node;
@@ -155,14 +155,14 @@ void PrintJsonLines(const Node &node, int parent, int &next) {
 
 /// The deepest nodes (sensors) become the lines of their parent's box: a board of 150 sensors stays
 /// readable.
-void PrintDot(const Node &node, int parent, int &next) {
+void PrintDot(const Node &node, int parent, int &next, const Options &options) {
   const int id = next++;
-  std::string label = node.label;
-  if (!node.detail.empty()) label += "\n" + node.detail;
+  std::string label = Shown(node.label, options);
+  if (!node.detail.empty()) label += "\n" + Shown(node.detail, options);
   std::vector<const Node *> boxes;
   for (const Node &child : node.children) {
     if (child.data["kind"] == "sensor")
-      label += "\n- " + child.label + " (" + child.detail + ")";
+      label += "\n- " + Shown(child.label, options) + " (" + Shown(child.detail, options) + ")";
     else
       boxes.push_back(&child);
   }
@@ -179,7 +179,7 @@ void PrintDot(const Node &node, int parent, int &next) {
   text += "\\l\"";
   fmt::print("  n{} [label={}];\n", id, text);
   if (parent >= 0) fmt::print("  n{} -> n{};\n", parent, id);
-  for (const Node *const child : boxes) PrintDot(*child, id, next);
+  for (const Node *const child : boxes) PrintDot(*child, id, next, options);
 }
 
 int Print(const Node &root, bool dot, const Options &options) {
@@ -188,7 +188,7 @@ int Print(const Node &root, bool dot, const Options &options) {
     fmt::print(
         "digraph board {{\n  rankdir=LR;\n  node [shape=box, fontname=\"sans-serif\", "
         "fontsize=10];\n");
-    PrintDot(root, -1, next);
+    PrintDot(root, -1, next, options);
     fmt::print("}}\n");
   } else if (options.json) {
     PrintJsonLines(root, -1, next);
@@ -196,6 +196,12 @@ int Print(const Node &root, bool dot, const Options &options) {
     PrintText(root, 0, options);
   }
   return kYes;
+}
+
+/// A document of another kind has none of the fields.
+int Nothing(const std::string &path, const char *what, const Options &options) {
+  Complain(options, fmt::format("{}: {} in it", path, what));
+  return kNo;
 }
 
 }  // namespace
@@ -218,7 +224,9 @@ void AddTopoCommands(CLI::App &app, Options &options) {
     rfAEBoardTopology board = {};
     RunCallback(document, ReadTopology, &board);
     const Node root = TopologyNode(board);
+    const bool any = board.TopologyName != nullptr || board.AEBus.count != 0;
     Release(board);
+    if (!any) return Nothing(path, "no board topology", options);
     return Print(root, dot, options);
   });
   add("filedict", "File dictionaries", [&options](const std::string &path, bool dot) {
@@ -227,7 +235,9 @@ void AddTopoCommands(CLI::App &app, Options &options) {
     rfAEFileDictionary dictionary = {};
     RunCallback(document, ParserJSONFileDictionaryMethod, &dictionary);
     const Node root = DictionaryNode(dictionary);
+    const bool any = dictionary.version != nullptr || dictionary.filelist.count != 0;
     free_rfAEFileDictionary(&dictionary);
+    if (!any) return Nothing(path, "no file dictionary", options);
     return Print(root, dot, options);
   });
 }

@@ -47,6 +47,9 @@ void AddShmCommands(CLI::App &app, Options &options);
 void AddStoreCommands(CLI::App &app, Options &options);
 void AddTopoCommands(CLI::App &app, Options &options);
 
+/// Runs one command line; the exit code.
+int Run(int argc, const char *const *argv);
+
 /// A failure that ends a command: what main() prints after "cuctl: ", and the exit code.
 struct Failure {
   int exit_code;

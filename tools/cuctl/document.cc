@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "tools/cuctl/input.hpp"
 #include "tools/cuctl/output.hpp"
 
 namespace cuctl {
@@ -40,22 +41,71 @@ struct ErrorCatcher : nlohmann::json_sax<nlohmann::json> {
   std::string token, message;
 };
 
+/// Whether the library would take more than a moment to make tokens of a text: the tokenizer walks,
+/// for each closing bracket, over all that were closed right before it.
+bool TooCostly(std::string_view text) {
+  constexpr uint64_t kMostSteps = 40'000'000;
+  uint64_t steps = 0, run = 0;
+  bool in_string = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (in_string && c == '\\') {
+      ++i;
+    } else if (c == '"') {
+      in_string = !in_string;
+      run = 0;
+    } else if (!in_string && (c == ']' || c == '}')) {
+      steps += ++run;
+      if (steps > kMostSteps) return true;
+    } else if (!in_string && std::string_view(" \t\r\n,:").find(c) == std::string_view::npos) {
+      run = 0;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 std::string Document::Place(size_t offset) const {
-  const std::string_view before = std::string_view(text).substr(0, std::min(offset, text.size()));
-  const auto line = std::count(before.begin(), before.end(), '\n') + 1;
-  const size_t line_start = before.rfind('\n');
-  const size_t column =
-      before.size() - (line_start == std::string_view::npos ? 0 : line_start + 1) + 1;
-  return fmt::format("{}:{}:{}", path, line, column);
+  if (line_starts.empty()) {
+    line_starts.push_back(0);
+    for (size_t i = 0; i < text.size(); ++i)
+      if (text[i] == '\n') line_starts.push_back(i + 1);
+  }
+  offset = std::min(offset, text.size());
+  const auto next = std::upper_bound(line_starts.begin(), line_starts.end(), offset);
+  return fmt::format("{}:{}:{}", path, next - line_starts.begin(), offset - *(next - 1) + 1);
+}
+
+TokenTree::TokenTree(const std::vector<jsmntok_t> &tokens)
+    : first_(tokens.size()), next_(tokens.size()) {
+  for (size_t i = tokens.size(); i-- > 1;) {
+    if (tokens[i].parent < 0) continue;
+    const size_t parent = static_cast<size_t>(tokens[i].parent);
+    next_[i] = first_[parent];
+    first_[parent] = static_cast<uint32_t>(i);
+  }
 }
 
 Document ReadDocument(const std::string &path) {
   Document document;
   document.path = path;
-  const std::vector<uint8_t> bytes = ReadInput(path, 64U << 20);
-  document.text.assign(bytes.begin(), bytes.end());
+  bool whole = false;
+  {
+    Input input(path);
+    Progress progress("reading", input.size());
+    const std::vector<uint8_t> bytes = input.ReadUpTo(kMostBytes, &whole, &progress);
+    document.text.assign(bytes.begin(), bytes.end());
+  }
+  // What a strict reader refuses in a file of this size is no document: the library is not asked to
+  // make tokens of all of it.
+  constexpr size_t kLarge = 1U << 20;
+  size_t offset = 0;
+  if (document.text.size() > kLarge && !StrictProblem(document, &offset).empty() &&
+      (whole || offset + 1 < document.text.size()))
+    return document;
+  if (!whole) throw Failure{kSystem, fmt::format("{}: more than {} MiB", path, kMostBytes >> 20)};
+  if (TooCostly(document.text)) throw Failure{kDamaged, fmt::format("{}: nested too deeply", path)};
   document.loaded =
       parseJsonBuffer(document.text.data(), static_cast<uint32_t>(document.text.size()), 0,
                       KeepTokens, &document.tokens) != 0;
@@ -63,6 +113,9 @@ Document ReadDocument(const std::string &path) {
 }
 
 void MustBeLoaded(const Document &document) {
+  if (document.loaded && document.tokens.empty() && !document.text.empty() &&
+      document.text.find('\0') != std::string::npos)
+    throw Failure{kDamaged, fmt::format("{}: nothing in front of a NUL byte", document.Place(0))};
   if (document.loaded) return;
   size_t offset = 0;
   const std::string problem = StrictProblem(document, &offset);
@@ -78,7 +131,11 @@ bool RunCallback(const Document &document, JsonDocumentCallback callback, void *
 
 std::string StrictProblem(const Document &document, size_t *offset) {
   ErrorCatcher catcher;
-  if (nlohmann::json::sax_parse(document.text, &catcher)) return "";
+  if (nlohmann::json::sax_parse(document.text, &catcher)) {
+    // The reader takes a NUL for the end.
+    *offset = document.text.find('\0');
+    return *offset == std::string::npos ? "" : "a NUL byte";
+  }
   *offset = catcher.offset;
   // The place of a comma that nothing follows is that of the bracket after it: point at the comma.
   const std::string &text = document.text;

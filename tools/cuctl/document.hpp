@@ -22,6 +22,18 @@ struct Document {
   }
   /// "path:line:column" of an offset in the text.
   std::string Place(size_t offset) const;
+  mutable std::vector<size_t> line_starts;  // made by the first Place()
+};
+
+/// The children of each token, in order. Token 0, which is nobody's child, stands for "none".
+class TokenTree {
+ public:
+  explicit TokenTree(const std::vector<jsmntok_t> &tokens);
+  size_t First(size_t token) const { return first_[token]; }
+  size_t Next(size_t token) const { return next_[token]; }
+
+ private:
+  std::vector<uint32_t> first_, next_;
 };
 
 /// Reads a document, or standard input for "-"; throws Failure when it cannot be read.

@@ -3,7 +3,9 @@
 #include <elf.h>
 #include <link.h>
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace cuctl {
 namespace {
@@ -21,52 +23,62 @@ constexpr uint16_t kMachine = EM_386;
 constexpr uint16_t kMachine = EM_NONE;
 #endif
 
+constexpr unsigned char kByteOrder =
+    __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ELFDATA2LSB : ELFDATA2MSB;
+
 /// A record at an offset of the file; false when it does not lie in it.
 template <typename T>
-bool Get(const std::vector<uint8_t> &file, uint64_t offset, T &out) {
+bool Get(const Input &file, uint64_t offset, T &out) {
   if (offset > file.size() || file.size() - offset < sizeof out) return false;
-  std::memcpy(&out, file.data() + offset, sizeof out);
+  const std::vector<uint8_t> bytes = file.ReadAt(offset, sizeof out);
+  if (bytes.size() != sizeof out) return false;
+  std::memcpy(&out, bytes.data(), sizeof out);
   return true;
 }
 
-std::string Name(const std::vector<uint8_t> &file, uint64_t offset) {
-  if (offset >= file.size()) return "";
-  const auto *const text = reinterpret_cast<const char *>(file.data() + offset);
-  return std::string(text, strnlen(text, file.size() - offset));
+/// A section's content, of one that claims more than there is what there is.
+template <typename Section>
+std::vector<uint8_t> Content(const Input &file, const Section &section) {
+  if (section.sh_offset > file.size()) return {};
+  const uint64_t left = file.size() - section.sh_offset;
+  return file.ReadAt(section.sh_offset,
+                     static_cast<size_t>(std::min<uint64_t>({section.sh_size, left, kMostBytes})));
+}
+
+bool IsNamed(const std::vector<uint8_t> &strings, uint64_t offset, const std::string &name) {
+  // With its terminator.
+  return offset < strings.size() && strings.size() - offset > name.size() &&
+         std::memcmp(strings.data() + offset, name.c_str(), name.size() + 1) == 0;
 }
 
 }  // namespace
 
-ElfSymbols ReadElfSymbols(const std::vector<uint8_t> &file) {
-  ElfSymbols result;
+std::string ExportProblem(const Input &file, const std::string &method) {
   ElfW(Ehdr) header;
-  if (!Get(file, 0, header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0) {
-    result.problem = "not an ELF file";
-    return result;
-  }
-  if (header.e_ident[EI_CLASS] != kClass || header.e_machine != kMachine) {
-    result.problem = "built for another machine";
-    return result;
-  }
-  if (header.e_type != ET_DYN) {
-    result.problem = "not a shared library";
-    return result;
-  }
+  if (!Get(file, 0, header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0)
+    return "not an ELF file";
+  if (header.e_ident[EI_CLASS] != kClass || header.e_ident[EI_DATA] != kByteOrder ||
+      header.e_machine != kMachine)
+    return "built for another machine";
+  if (header.e_type != ET_DYN) return "not a shared library";
+  bool any = false;
   for (uint64_t i = 0; i < header.e_shnum; ++i) {
-    ElfW(Shdr) section, strings;
+    ElfW(Shdr) section, names;
     if (!Get(file, header.e_shoff + i * header.e_shentsize, section)) break;
-    if (section.sh_type != SHT_DYNSYM || section.sh_entsize < sizeof(ElfW(Sym))) continue;
-    if (!Get(file, header.e_shoff + uint64_t{section.sh_link} * header.e_shentsize, strings)) break;
-    for (uint64_t at = 0; at + sizeof(ElfW(Sym)) <= section.sh_size; at += section.sh_entsize) {
+    if (section.sh_type != SHT_DYNSYM) continue;
+    if (!Get(file, header.e_shoff + uint64_t{section.sh_link} * header.e_shentsize, names)) break;
+    const std::vector<uint8_t> symbols = Content(file, section), strings = Content(file, names);
+    for (size_t at = 0; symbols.size() - at >= sizeof(ElfW(Sym)); at += sizeof(ElfW(Sym))) {
       ElfW(Sym) symbol;
-      if (!Get(file, section.sh_offset + at, symbol)) break;
+      std::memcpy(&symbol, symbols.data() + at, sizeof symbol);
       const unsigned char binding = ELF32_ST_BIND(symbol.st_info);
       if (symbol.st_shndx == SHN_UNDEF || (binding != STB_GLOBAL && binding != STB_WEAK)) continue;
-      result.names.insert(Name(file, strings.sh_offset + symbol.st_name));
+      any = true;
+      if (IsNamed(strings, symbol.st_name, method)) return "";
     }
+    break;  // a library has one such section
   }
-  if (result.names.empty()) result.problem = "exports nothing";
-  return result;
+  return any ? "does not export " + method : "exports nothing";
 }
 
 }  // namespace cuctl

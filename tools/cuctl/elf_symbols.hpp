@@ -3,19 +3,14 @@
 #ifndef CUCTL_ELF_SYMBOLS_HPP
 #define CUCTL_ELF_SYMBOLS_HPP
 
-#include <cstdint>
-#include <set>
 #include <string>
-#include <vector>
+
+#include "tools/cuctl/input.hpp"
 
 namespace cuctl {
 
-struct ElfSymbols {
-  std::string problem;          // empty for a shared library of this machine
-  std::set<std::string> names;  // defined, global or weak
-};
-
-ElfSymbols ReadElfSymbols(const std::vector<uint8_t> &file);
+/// Why a file is not a shared library of this machine that exports a method; empty when it is.
+std::string ExportProblem(const Input &file, const std::string &method);
 
 }  // namespace cuctl
 

@@ -48,7 +48,7 @@ std::vector<const LogLine *> InOrderOfPlace(const LogFile &log) {
 
 /// Neighbouring lines, as Save() tells them.
 struct Block {
-  size_t first, last;  // their offsets
+  uint64_t first, last;  // their offsets
   size_t count;
   uint64_t sum;
 };
@@ -133,7 +133,7 @@ bool LogCursor::Load(const std::string &text, const LogFile &log) {
     if (document.at("cursor").get<int>() != kVersion) return false;
     newest_ = document.at("newest").get<uint64_t>();
     for (const auto &block : document.at("blocks"))
-      blocks.push_back({block.at(0).get<size_t>(), block.at(1).get<size_t>(),
+      blocks.push_back({block.at(0).get<uint64_t>(), block.at(1).get<uint64_t>(),
                         block.at(2).get<size_t>(), block.at(3).get<uint64_t>()});
   } catch (const nlohmann::json::exception &) {
     newest_ = 0;
@@ -143,7 +143,7 @@ bool LogCursor::Load(const std::string &text, const LogFile &log) {
   for (const Block &block : blocks) {
     auto line = std::lower_bound(
         lines.begin(), lines.end(), block.first,
-        [](const LogLine *candidate, size_t offset) { return candidate->offset < offset; });
+        [](const LogLine *candidate, uint64_t offset) { return candidate->offset < offset; });
     std::vector<uint64_t> identities;
     uint64_t sum = kFnvStart;
     for (; line != lines.end() && (*line)->offset <= block.last; ++line) {

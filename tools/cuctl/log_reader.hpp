@@ -3,6 +3,7 @@
 #define CUCTL_LOG_READER_HPP
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,16 +18,16 @@ struct LogLine {
   int level = 0;             // 0 to 9
   uint64_t nanoseconds = 0;  // since 1970
   std::string_view text;     // the message without its final line break
-  size_t offset = 0;         // in the file
+  uint64_t offset = 0;       // in the file
 };
 
 struct LogFile {
-  uint32_t position = 0;  // from the header
-  size_t size = 0;
-  std::vector<LogLine>
-      lines;              // in the order of time; lines of one moment as they stand in the file
-  size_t pieces = 0;      // runs of lines in which time does not go back
-  size_t torn_lines = 0;  // remains of overwritten lines
+  uint32_t position = 0;      // from the header
+  uint64_t size = 0;          // of the file
+  uint64_t looked_at = 0;     // bytes of it: the latest ones of a very large file
+  std::deque<LogLine> lines;  // in the order of time; lines of one moment as they stand in the file
+  size_t pieces = 0;          // runs of lines in which time does not go back
+  size_t torn_lines = 0;      // remains of overwritten lines
   size_t torn_bytes = 0;
   bool header_valid = true;  // a position of at least 4 and at most the file's size
 };
@@ -42,6 +43,16 @@ uint32_t PositionIn(std::string_view header);
 /// Looks at the whole content of a log file; the lines refer to it. A file of fewer than 4 bytes
 /// has no header.
 LogFile ReadLog(std::string_view content);
+
+/// A log with the bytes that its lines refer to.
+struct LoadedLog {
+  std::vector<uint8_t> bytes;
+  LogFile log;
+};
+
+/// Reads a log, or of one that is larger than what a command holds, what was written last. Throws
+/// Failure.
+LoadedLog LoadLog(const std::string &path);
 
 /// The line that begins at `at`, if one does: only its head is read, the text stays empty.
 std::optional<LogLine> LineHead(std::string_view content, size_t at, size_t *head_size);

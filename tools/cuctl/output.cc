@@ -3,11 +3,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 namespace cuctl {
@@ -31,9 +28,33 @@ size_t Utf8Length(std::string_view text) {
   return length;
 }
 
-bool &UseColour() {
-  static bool use = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+bool UseColour(int fd) {
+  const char *const refused = std::getenv("NO_COLOR");
+  return isatty(fd) != 0 && (refused == nullptr || *refused == '\0');
+}
+
+bool &ColourOnOutput() {
+  static bool use = UseColour(STDOUT_FILENO);
   return use;
+}
+
+constexpr const char *kCodes[] = {"", "\x1b[31m", "\x1b[33m", "\x1b[32m", "\x1b[2m", "\x1b[1m"};
+
+/// A progress line stands on the terminal.
+bool g_progress = false;
+
+void ClearProgress() {
+  if (g_progress) fmt::print(stderr, "\r\x1b[K");
+  g_progress = false;
+}
+
+void PrintError(Colour colour, const char *label, std::string_view message,
+                const Options &options) {
+  static const bool use = UseColour(STDERR_FILENO);
+  std::fflush(stdout);
+  ClearProgress();
+  fmt::print(stderr, "{}{}:{} {}\n", use ? kCodes[static_cast<size_t>(colour)] : "", label,
+             use ? "\x1b[0m" : "", Shown(message, options));
 }
 
 int64_t Now() {
@@ -45,7 +66,9 @@ int64_t Now() {
 }  // namespace
 
 std::string JsonLine(const nlohmann::ordered_json &object) {
-  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  // A terminal gets ASCII alone: some control characters lie beyond it.
+  return object.dump(-1, ' ', OnTerminal(), nlohmann::ordered_json::error_handler_t::replace) +
+         "\n";
 }
 
 void PrintJson(const nlohmann::ordered_json &object) {
@@ -53,15 +76,16 @@ void PrintJson(const nlohmann::ordered_json &object) {
   std::fwrite(line.data(), 1, line.size(), stdout);
 }
 
-std::string Shown(std::string_view text, const Options &options) {
+std::string Shown(std::string_view text, const Options &options, std::string_view keep) {
   if (options.raw) return std::string(text);
   std::string shown;
+  shown.reserve(text.size());
   while (!text.empty()) {
     const size_t length = Utf8Length(text);
     const uint8_t first = static_cast<uint8_t>(text[0]);
     const bool control = first < 0x20 || first == 0x7F ||
                          (length == 2 && first == 0xC2 && static_cast<uint8_t>(text[1]) < 0xA0);
-    if (length == 0 || control) {
+    if ((length == 0 || control) && keep.find(text[0]) == std::string_view::npos) {
       shown += fmt::format("\\x{:02x}", first);
       text.remove_prefix(1);
     } else {
@@ -72,15 +96,32 @@ std::string Shown(std::string_view text, const Options &options) {
   return shown;
 }
 
+bool OnTerminal() {
+  static const bool terminal = isatty(STDOUT_FILENO) != 0;
+  return terminal;
+}
+
+void WriteBytes(std::string_view bytes, const Options &options) {
+  const std::string shown = OnTerminal() ? Shown(bytes, options, "\n\t") : "";
+  const std::string_view out = OnTerminal() ? shown : bytes;
+  std::fwrite(out.data(), 1, out.size(), stdout);
+}
+
+void Complain(const Options &options, std::string_view message) {
+  PrintError(Colour::kRed, "cuctl", message, options);
+}
+
+void Caution(const Options &options, std::string_view message) {
+  PrintError(Colour::kYellow, "warning", message, options);
+}
+
 std::string In(Colour colour, std::string_view text) {
-  static constexpr const char *kCodes[] = {"",         "\x1b[31m", "\x1b[33m",
-                                           "\x1b[32m", "\x1b[2m",  "\x1b[1m"};
-  if (!UseColour() || colour == Colour::kNone) return std::string(text);
+  if (!ColourOnOutput() || colour == Colour::kNone) return std::string(text);
   return fmt::format("{}{}\x1b[0m", kCodes[static_cast<size_t>(colour)], text);
 }
 
 void WithoutColour() {
-  UseColour() = false;
+  ColourOnOutput() = false;
 }
 
 std::string Time(int64_t seconds, int64_t nanoseconds, const Options &options) {
@@ -102,63 +143,47 @@ std::string Age(int64_t seconds) {
   return fmt::format("{} d", seconds / 86400);
 }
 
-std::string HexDump(const void *data, size_t size, uint64_t first_offset) {
+void PrintHexDump(const void *data, size_t size, uint64_t first_offset) {
   const auto *const bytes = static_cast<const uint8_t *>(data);
-  std::string dump;
   for (size_t line = 0; line < size; line += 16) {
-    dump += fmt::format("{:08x} ", first_offset + line);
-    std::string characters;
+    std::string numbers, characters;
     for (size_t i = line; i < line + 16; ++i) {
-      if (i >= size) {
-        dump += "   ";
-        continue;
-      }
-      dump += fmt::format(" {:02x}", bytes[i]);
-      characters += bytes[i] >= 0x20 && bytes[i] < 0x7F ? static_cast<char>(bytes[i]) : '.';
+      numbers += i < size ? " " + Hex(bytes + i, 1) : "   ";
+      if (i < size)
+        characters += bytes[i] >= 0x20 && bytes[i] < 0x7F ? static_cast<char>(bytes[i]) : '.';
     }
-    dump += "  " + characters + "\n";
+    fmt::print("{:08x} {}  {}\n", first_offset + line, numbers, characters);
   }
-  return dump;
 }
 
 std::string Hex(const void *data, size_t size) {
+  static constexpr char kDigits[] = "0123456789abcdef";
   const auto *const bytes = static_cast<const uint8_t *>(data);
-  std::string digits;
-  for (size_t i = 0; i < size; ++i) digits += fmt::format("{:02x}", bytes[i]);
+  std::string digits(size * 2, '0');
+  for (size_t i = 0; i < size; ++i) {
+    digits[2 * i] = kDigits[bytes[i] >> 4];
+    digits[2 * i + 1] = kDigits[bytes[i] & 15];
+  }
   return digits;
 }
 
-std::vector<uint8_t> ReadInput(const std::string &path, size_t most) {
-  const std::unique_ptr<FILE, int (*)(FILE *)> opened(
-      path == "-" ? nullptr : std::fopen(path.c_str(), "rbe"), std::fclose);
-  FILE *const file = path == "-" ? stdin : opened.get();
-  if (file == nullptr) throw Failure{kSystem, fmt::format("{}: {}", path, strerror(errno))};
-  std::vector<uint8_t> bytes;
-  size_t held = 0;
-  for (;;) {
-    bytes.resize(held + 65536);
-    const size_t got = std::fread(bytes.data() + held, 1, 65536, file);
-    held += got;
-    if (held > most) throw Failure{kSystem, fmt::format("{}: more than {} MiB", path, most >> 20)};
-    if (got < 65536) break;
-  }
-  if (std::ferror(file)) throw Failure{kSystem, fmt::format("{}: {}", path, strerror(errno))};
-  bytes.resize(held);
-  return bytes;
-}
-
 Progress::Progress(const char *what, uint64_t total)
-    : what_(what), total_(total), started_(Now()) {}
+    : what_(what), total_(total), terminal_(isatty(STDERR_FILENO) != 0), started_(Now()) {}
 
 Progress::~Progress() {
-  if (shown_ != 0) fmt::print(stderr, "\r\x1b[K");
+  ClearProgress();
 }
 
 void Progress::At(uint64_t done) {
+  if (!terminal_) return;
   const int64_t now = Now();
-  if (isatty(STDERR_FILENO) == 0 || now - started_ < 1000 || now - shown_ < 200) return;
+  if (now - started_ < 1000 || now - shown_ < 200) return;
   shown_ = now;
-  fmt::print(stderr, "\r{} {}%", what_, total_ == 0 ? 0 : done * 100 / total_);
+  g_progress = true;
+  if (total_ != 0)
+    fmt::print(stderr, "\r{} {}%", what_, done * 100 / total_);
+  else
+    fmt::print(stderr, "\r{} {} MiB", what_, done >> 20);
   std::fflush(stderr);
 }
 

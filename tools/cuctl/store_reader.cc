@@ -16,8 +16,19 @@ using cu::store::kFreshHeader;
 using cu::store::kRecordHeaderSize;
 using cu::store::RecordHeader;
 
-StoreFile ReadStore(std::vector<uint8_t> bytes) {
+bool StoreFile::fresh() const {
+  return size == kFileHeaderSize && bytes.size() == size &&
+         std::memcmp(bytes.data(), &kFreshHeader, kFileHeaderSize) == 0;
+}
+
+std::string StoreFile::refusal() const {
+  if (accepted() || fresh()) return "";
+  return crc_known ? fmt::format("crc stored {:08x} computed {:08x}", header.crc, crc) : problem;
+}
+
+StoreFile ReadStore(std::vector<uint8_t> bytes, uint64_t size) {
   StoreFile store;
+  store.size = size;
   store.bytes = std::move(bytes);
   const std::vector<uint8_t> &file = store.bytes;
   if (file.size() < kFileHeaderSize) {
@@ -46,7 +57,7 @@ StoreFile ReadStore(std::vector<uint8_t> bytes) {
       refused = true;
       break;
     }
-    const size_t left = file.size() - at - kRecordHeaderSize;
+    const uint64_t left = size - at - kRecordHeaderSize;
     record.payload = file.data() + at + kRecordHeaderSize;
     record.whole = record.header.length <= left;
     store.records.push_back(record);
@@ -57,11 +68,17 @@ StoreFile ReadStore(std::vector<uint8_t> bytes) {
       refused = true;
       break;
     }
+    if (record.header.length > file.size() - at - kRecordHeaderSize) {
+      store.too_large = true;
+      store.records.pop_back();
+      break;
+    }
     ambrelstoragecrc32(record.payload, record.header.length, &crc);
     any_payload = any_payload || record.header.length != 0;
     at += kRecordHeaderSize + record.header.length;
   }
   store.last_good_offset = at;
+  store.too_large = store.too_large || (!refused && file.size() != size);
   if (!refused && at != file.size())
     store.problem = fmt::format("{} bytes at the end are no record", file.size() - at);
   store.crc_known = !refused && any_payload;
@@ -70,7 +87,7 @@ StoreFile ReadStore(std::vector<uint8_t> bytes) {
   return store;
 }
 
-std::vector<uint8_t> WriteStore(const std::vector<StoreRecord> &records) {
+std::vector<uint8_t> WriteStore(const std::deque<StoreRecord> &records) {
   std::vector<uint8_t> bytes(kFileHeaderSize);
   FileHeader header = kFreshHeader;
   for (const StoreRecord &record : records) {
