@@ -83,6 +83,19 @@ hand_over() {
   followed "" --cursor cursor
 }
 
+@test "the cursor moves on although lines never stop coming" {
+  numbers 1 600 | put_log end
+  (
+    n=1000
+    until [[ -e stop ]]; do
+      line "$((++n))000000000" "number-$n"
+      sleep 0.02
+    done >>a.log
+  ) 3>&- &
+  hand_over 'cat >/dev/null; sleep 0.2' test -e cursor
+  touch stop
+}
+
 @test "lines that no command has taken end in exit 1" {
   numbers 1 3 | put_log end
   expect 1 "" log follow --for 1 --to 'exec sleep 100' a.log
