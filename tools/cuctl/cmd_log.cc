@@ -24,6 +24,7 @@
 #include "tools/cuctl/hand_over.hpp"
 #include "tools/cuctl/input.hpp"
 #include "tools/cuctl/log_cursor.hpp"
+#include "tools/cuctl/log_loader.hpp"
 #include "tools/cuctl/log_reader.hpp"
 #include "tools/cuctl/options.hpp"
 #include "tools/cuctl/output.hpp"

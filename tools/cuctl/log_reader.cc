@@ -1,18 +1,12 @@
 #include "tools/cuctl/log_reader.hpp"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstring>
 
-#include "tools/cuctl/input.hpp"
-#include "tools/cuctl/output.hpp"
-
 namespace cuctl {
 namespace {
 
-constexpr size_t kHeaderSize = 4;
 /// No message is longer: what follows is no text of the logger's.
 constexpr size_t kLongestText = 1U << 20;
 
@@ -72,7 +66,7 @@ size_t NextHead(std::string_view content, size_t at) {
 /// Reads the lines from `from` to `to`, a stretch that was written in one go. What stands before
 /// the first head are remains of an overwritten line.
 void ReadStretch(std::string_view content, size_t from, size_t to, LogFile &log,
-                 Progress &progress) {
+                 const Looked &looked) {
   const std::string_view stretch = content.substr(0, to);
   size_t at = NextHead(stretch, from);
   if (at > from) {
@@ -104,12 +98,8 @@ void ReadStretch(std::string_view content, size_t from, size_t to, LogFile &log,
     line.offset = at;
     log.lines.push_back(line);
     at = next;
-    if (log.lines.size() % 4096 == 0) progress.At(at);
+    if (looked && log.lines.size() % 4096 == 0) looked(at);
   }
-}
-
-std::string_view View(const std::vector<uint8_t> &bytes) {
-  return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
 }
 
 }  // namespace
@@ -148,19 +138,18 @@ uint32_t PositionIn(std::string_view header) {
   return byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;
 }
 
-LogFile ReadLog(std::string_view content) {
+LogFile ReadLog(std::string_view content, const Looked &looked) {
   LogFile log;
   log.size = log.looked_at = content.size();
-  if (content.size() < kHeaderSize) {
+  if (content.size() < kLogHeaderSize) {
     log.header_valid = content.empty();
     return log;
   }
   log.position = PositionIn(content);
-  log.header_valid = log.position >= kHeaderSize && log.position <= content.size();
+  log.header_valid = log.position >= kLogHeaderSize && log.position <= content.size();
   const size_t seam = log.header_valid ? log.position : content.size();
-  Progress progress("looking for lines", content.size());
-  if (seam > kHeaderSize) ReadStretch(content, kHeaderSize, seam, log, progress);
-  if (seam < content.size()) ReadStretch(content, seam, content.size(), log, progress);
+  if (seam > kLogHeaderSize) ReadStretch(content, kLogHeaderSize, seam, log, looked);
+  if (seam < content.size()) ReadStretch(content, seam, content.size(), log, looked);
 
   log.pieces = log.lines.empty() ? 0 : 1;
   for (size_t i = 1; i < log.lines.size(); ++i)
@@ -170,47 +159,6 @@ LogFile ReadLog(std::string_view content) {
     return a.nanoseconds != b.nanoseconds ? a.nanoseconds < b.nanoseconds : a.offset < b.offset;
   });
   return log;
-}
-
-LoadedLog LoadLog(const std::string &path) {
-  Input input(path);
-  LoadedLog loaded;
-  if (!input.regular() || input.size() <= kMostBytes) {
-    bool whole = false;
-    Progress progress("reading", input.size());
-    loaded.bytes = input.ReadUpTo(kMostBytes, &whole, &progress);
-    if (!whole && PositionIn(View(loaded.bytes)) >= kHeaderSize)
-      throw Failure{kSystem, fmt::format("{}: more than {} MiB, and no file to read them from",
-                                         path, kMostBytes >> 20)};
-    loaded.log = ReadLog(View(loaded.bytes));
-    return loaded;
-  }
-
-  // A file made of the header, what was written up to the position, and the end of the file, which
-  // was written before that.
-  loaded.bytes = input.ReadAt(0, kHeaderSize);
-  const uint32_t position = loaded.bytes.size() == kHeaderSize ? PositionIn(View(loaded.bytes)) : 0;
-  const bool valid = position >= kHeaderSize && position <= input.size();
-  const uint64_t seam = valid ? position : input.size();
-  const uint64_t front = std::min<uint64_t>(seam - kHeaderSize, kMostBytes);
-  const uint64_t back = std::min<uint64_t>(input.size() - seam, kMostBytes - front);
-  loaded.bytes.reserve(kHeaderSize + kMostBytes);
-  for (const auto &[from, size] :
-       {std::pair(seam - front, front), std::pair(input.size() - back, back)}) {
-    const std::vector<uint8_t> part = input.ReadAt(from, static_cast<size_t>(size));
-    loaded.bytes.insert(loaded.bytes.end(), part.begin(), part.end());
-  }
-  const uint32_t middle = static_cast<uint32_t>(kHeaderSize + front);
-  for (unsigned i = 0; i < kHeaderSize; ++i)
-    loaded.bytes[i] = static_cast<uint8_t>(middle >> (8 * i));
-  loaded.log = ReadLog(View(loaded.bytes));
-  LogFile &log = loaded.log;
-  log.position = position;
-  log.header_valid = valid;
-  log.size = input.size();
-  for (LogLine &line : log.lines)
-    line.offset += line.offset < middle ? seam - front - kHeaderSize : input.size() - back - middle;
-  return loaded;
 }
 
 }  // namespace cuctl

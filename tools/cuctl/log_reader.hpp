@@ -1,13 +1,13 @@
-// Reads circular log files: finds the lines, tells torn ones, and puts them in the order of time.
+// The content of circular log files: finds the lines, tells torn ones, and puts them in the order
+// of time.
 #ifndef CUCTL_LOG_READER_HPP
 #define CUCTL_LOG_READER_HPP
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 namespace cuctl {
 
@@ -37,22 +37,18 @@ std::string_view LevelName(int level);
 /// The number of a level from its name or number; none for others.
 std::optional<int> LevelFromText(std::string_view text);
 
+/// Bytes before the first line.
+inline constexpr size_t kLogHeaderSize = 4;
+
 /// The write position that the first four bytes tell.
 uint32_t PositionIn(std::string_view header);
 
+/// Told from time to time how far a log was looked at, in bytes.
+using Looked = std::function<void(uint64_t done)>;
+
 /// Looks at the whole content of a log file; the lines refer to it. A file of fewer than 4 bytes
 /// has no header.
-LogFile ReadLog(std::string_view content);
-
-/// A log with the bytes that its lines refer to.
-struct LoadedLog {
-  std::vector<uint8_t> bytes;
-  LogFile log;
-};
-
-/// Reads a log, or of one that is larger than what a command holds, what was written last. Throws
-/// Failure.
-LoadedLog LoadLog(const std::string &path);
+LogFile ReadLog(std::string_view content, const Looked &looked = {});
 
 /// The line that begins at `at`, if one does: only its head is read, the text stays empty.
 std::optional<LogLine> LineHead(std::string_view content, size_t at, size_t *head_size);
