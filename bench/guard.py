@@ -18,6 +18,7 @@ import tempfile
 INSTRUCTIONS_WITHIN = 0.02
 MOST_SLEEPS = {"notifying queue": 2.0, "flex queue": 2.05, "flex message queue": 1.45}
 SLEEPS_BEYOND = 0.3  # a busy machine adds a few; one more wait in the code would add a whole one
+SLEEPS_TRIES = 12  # what other processes add differs from moment to moment; the code's own do not
 LINES_LOGGED = 100  # by the path "a log line"
 CALLS_A_LINE = 2
 
@@ -72,9 +73,20 @@ def count_system_calls(program):
     return dict(sorted(counts.items()))
 
 
+def few_sleeps(_, most, new):
+    return new <= most + SLEEPS_BEYOND
+
+
 def count_sleeps(program):
-    lines = run([program, "--sleeps"]).splitlines()
-    return {name: float(value) for name, value in (line.split("\t") for line in lines)}
+    """The fewest of several tries, until they are few enough."""
+    least = {}
+    for _ in range(SLEEPS_TRIES):
+        for line in run([program, "--sleeps"]).splitlines():
+            name, value = line.split("\t")
+            least[name] = min(float(value), least.get(name, float("inf")))
+        if all(few_sleeps(name, MOST_SLEEPS[name], value) for name, value in least.items()):
+            break
+    return least
 
 
 def toolchain(program):
@@ -132,8 +144,7 @@ def main():
     failed = moved if same_build else 0
     failed += compare("system calls", recorded["system calls"], now["system calls"],
                       lambda _, old, new: new == old)
-    failed += compare("sleeps a message", MOST_SLEEPS, count_sleeps(arguments.program),
-                      lambda _, most, new: new <= most + SLEEPS_BEYOND)
+    failed += compare("sleeps a message", MOST_SLEEPS, count_sleeps(arguments.program), few_sleeps)
     print(f"  {len(now['instructions'])} paths compared, {failed} differ")
     return 1 if failed else 0
 
