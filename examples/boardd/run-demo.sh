@@ -10,7 +10,6 @@ cp "$documents"/* "$dir"
 mkdir "$dir/plugins"
 cp "$build/examples/boardd/libboardaction.so" "$dir/plugins/"
 boardd=$build/examples/boardd/boardd
-cuctl=$build/tools/cuctl/cuctl
 
 printf '\n  boardd runs for a moment on the documents of examples/documents, in %s\n' "$dir"
 "$boardd" --dir "$dir" --seconds 1 >/dev/null 2>&1
@@ -22,8 +21,8 @@ grep -a 'bt:' "$dir/boardd.log" | sed -E 's/^.*\]bt:[0-9]+: /    /' | head -4
 cat <<EOM
 
   Try next
-    $cuctl log cat -p ERROR $dir/boardd.log
-    $cuctl store list $dir/store/events.db
-    $cuctl conf list $dir/boardd.json
+    ./dev cuctl log cat -p ERROR $dir/boardd.log
+    ./dev cuctl store list $dir/store/events.db
+    ./dev cuctl conf list $dir/boardd.json
     less examples/boardd/boardd.c
 EOM
