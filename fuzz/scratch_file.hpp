@@ -37,25 +37,6 @@ inline std::string WriteScratchFile(const char *name, const uint8_t *data, size_
   return path;
 }
 
-/// parseJson() leaves one descriptor and one token array behind for each malformed file. A fuzz run
-/// is longer than the process's table of descriptors: this closes what a call left open.
-class DescriptorsAsBefore {
- public:
-  DescriptorsAsBefore() : lowest_(LowestFree()) {}
-  ~DescriptorsAsBefore() {
-    const int now = LowestFree();
-    for (int fd = lowest_; fd < now; ++fd) close(fd);
-  }
-
- private:
-  static int LowestFree() {
-    const int fd = dup(0);
-    if (fd >= 0) close(fd);
-    return fd;
-  }
-  int lowest_;
-};
-
 }  // namespace cu_fuzz
 
 #endif
