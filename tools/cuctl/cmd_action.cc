@@ -100,7 +100,7 @@ std::string Problem(const AmbrelJsonCustomAction &action) {
   return OwnershipProblem(path);
 }
 
-int Check(const std::string &path, const Options &options) {
+int CheckAction(const std::string &path, const Options &options) {
   const Document document = ReadDocument(path);
   MustBeLoaded(document);
   AmbrelJsonCustomActionArray actions = {};
@@ -133,7 +133,7 @@ void AddActionCommands(CLI::App &app, Options &options) {
       action->add_subcommand("check", "Plug-in there, right machine, method exported, root-owned");
   auto path = std::make_shared<std::string>();
   check->add_option("DOC", *path, "The action document, or -")->required();
-  check->callback([=, &options] { options.exit_code = Check(*path, options); });
+  check->callback([=, &options] { options.exit_code = CheckAction(*path, options); });
 }
 
 }  // namespace cuctl

@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -13,6 +12,7 @@
 #include "include/ae-gpio.h"
 #include "tools/cuctl/options.hpp"
 #include "tools/cuctl/output.hpp"
+#include "tools/cuctl/stop_signal.hpp"
 
 namespace cuctl {
 namespace {
@@ -64,18 +64,13 @@ int Set(int line, uint32_t value, const Options &options) {
   return kYes;
 }
 
-volatile std::sig_atomic_t g_stop = 0;
-
 int Watch(int line, const Options &options) {
   MustHaveSysfs();
   uint32_t fired = 0;
   const int fd = gpio_intr_init(line, &fired, "both");
   if (fd < 0) throw Failure{kSystem, fmt::format("gpio{} cannot be watched", line)};
-  struct sigaction action {};
-  action.sa_handler = [](int) { g_stop = 1; };
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-  while (!g_stop) {
+  const StopSignal stop;
+  while (!stop.Received()) {
     pollfd waiting{fd, POLLPRI, 0};
     if (poll(&waiting, 1, 1000) <= 0) continue;
     if (gpio_intr_check(fd, &fired) == 1) Get(line, options);

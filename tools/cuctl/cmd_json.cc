@@ -35,7 +35,7 @@ class Tree {
   JsonNode root_{};
 };
 
-int Check(const std::string &path, const Options &options) {
+int CheckDocument(const std::string &path, const Options &options) {
   const Document document = ReadDocument(path);
   size_t offset = 0;
   const std::string problem = StrictProblem(document, &offset);
@@ -224,7 +224,8 @@ void AddJsonCommands(CLI::App &app, Options &options) {
   };
   const auto [check, check_arguments] =
       add("check", "What a strict reader says, and what the library does");
-  check->callback([a = check_arguments, &options] { options.exit_code = Check(a->path, options); });
+  check->callback(
+      [a = check_arguments, &options] { options.exit_code = CheckDocument(a->path, options); });
   const auto [get, get_arguments] = add("get", "The node at a path");
   get->add_option("PATH", get_arguments->query, "Names with / between them; left out: the whole");
   get->callback(

@@ -13,7 +13,6 @@
 #include <charconv>
 #include <chrono>
 #include <compare>
-#include <csignal>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -28,11 +27,12 @@
 #include "tools/cuctl/log_reader.hpp"
 #include "tools/cuctl/options.hpp"
 #include "tools/cuctl/output.hpp"
+#include "tools/cuctl/stop_signal.hpp"
 
 namespace cuctl {
 namespace {
 
-constexpr uint64_t kSecond = 1000000000;
+constexpr uint64_t kNanoseconds = 1000000000;
 
 /// An extended regular expression of the C library: it matches lines of any length and content.
 class Pattern {
@@ -77,16 +77,16 @@ struct FilterTexts {
 /// "now".
 std::optional<uint64_t> ParseTime(const std::string &text, const Options &options) {
   const int64_t now = static_cast<int64_t>(time(nullptr));
-  if (text == "now") return static_cast<uint64_t>(now) * kSecond;
+  if (text == "now") return static_cast<uint64_t>(now) * kNanoseconds;
   if (text.size() > 1 && (text[0] == '@' || text[0] == '-')) {
     // Seconds up to here do not overflow as nanoseconds.
-    constexpr uint64_t kLatest = UINT64_MAX / kSecond;
+    constexpr uint64_t kLatest = UINT64_MAX / kNanoseconds;
     uint64_t amount = 0;
     const char *const begin = text.data() + 1, *const stop = text.data() + text.size();
     const auto [end, error] = std::from_chars(begin, stop, amount);
     if (error != std::errc() || amount > kLatest) return std::nullopt;
     const std::string_view unit(end, static_cast<size_t>(stop - end));
-    if (text[0] == '@') return unit.empty() ? std::optional(amount * kSecond) : std::nullopt;
+    if (text[0] == '@') return unit.empty() ? std::optional(amount * kNanoseconds) : std::nullopt;
     static constexpr std::pair<std::string_view, uint64_t> kUnits[] = {
         {"", 1},     {"s", 1},     {"sec", 1},   {"m", 60},     {"min", 60},
         {"h", 3600}, {"hr", 3600}, {"d", 86400}, {"day", 86400}};
@@ -94,7 +94,7 @@ std::optional<uint64_t> ParseTime(const std::string &text, const Options &option
       if (unit == name)
         return amount > static_cast<uint64_t>(now) / seconds
                    ? 0
-                   : (static_cast<uint64_t>(now) - amount * seconds) * kSecond;
+                   : (static_cast<uint64_t>(now) - amount * seconds) * kNanoseconds;
     return std::nullopt;
   }
   const time_t today = now;
@@ -109,7 +109,7 @@ std::optional<uint64_t> ParseTime(const std::string &text, const Options &option
     if (end == nullptr || *end != '\0') continue;
     parts.tm_isdst = -1;
     const time_t when = options.utc ? timegm(&parts) : mktime(&parts);
-    if (when >= 0) return static_cast<uint64_t>(when) * kSecond;
+    if (when >= 0) return static_cast<uint64_t>(when) * kNanoseconds;
   }
   return std::nullopt;
 }
@@ -166,8 +166,8 @@ std::string ShownMessage(std::string_view text, const Options &options) {
 
 /// What is shown of a line, with its line break.
 std::string LineText(const LogLine &line, const Options &options) {
-  const int64_t seconds = static_cast<int64_t>(line.nanoseconds / kSecond);
-  const int64_t rest = static_cast<int64_t>(line.nanoseconds % kSecond);
+  const int64_t seconds = static_cast<int64_t>(line.nanoseconds / kNanoseconds);
+  const int64_t rest = static_cast<int64_t>(line.nanoseconds % kNanoseconds);
   if (options.json)
     return JsonLine({{"time", line.nanoseconds},
                      {"date", Time(seconds, rest, options)},
@@ -236,8 +236,8 @@ int Info(const std::string &path, std::optional<uint32_t> limit, const Options &
   std::array<size_t, 10> by_level{};
   for (const LogLine &line : log.lines) ++by_level[static_cast<size_t>(line.level)];
   const auto date = [&](const LogLine &line) {
-    return Time(static_cast<int64_t>(line.nanoseconds / kSecond),
-                static_cast<int64_t>(line.nanoseconds % kSecond), options);
+    return Time(static_cast<int64_t>(line.nanoseconds / kNanoseconds),
+                static_cast<int64_t>(line.nanoseconds % kNanoseconds), options);
   };
   if (options.json) {
     nlohmann::ordered_json object = {{"file", path},
@@ -275,8 +275,6 @@ int Info(const std::string &path, std::optional<uint32_t> limit, const Options &
   return problem.empty() ? kYes : kDamaged;
 }
 
-volatile std::sig_atomic_t g_stop = 0;
-
 struct FollowTexts {
   FilterTexts filter;
   std::string path;
@@ -302,14 +300,11 @@ class Follower {
   }
 
   int Run(long for_seconds) {
-    struct sigaction action {};
-    action.sa_handler = [](int) { g_stop = 1; };
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    const StopSignal stop;
     const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(for_seconds);
     First();
-    while (!g_stop && (for_seconds == 0 || std::chrono::steady_clock::now() < end)) {
+    while (!stop.Received() && (for_seconds == 0 || std::chrono::steady_clock::now() < end)) {
       if (watch >= 0) inotify_add_watch(watch, path_.c_str(), IN_MODIFY);
       pollfd waiting{watch, POLLIN, 0};
       // The poll's own time covers files that inotify does not see.
@@ -322,7 +317,7 @@ class Follower {
       if (!Deliver()) break;
     }
     if (watch >= 0) close(watch);
-    return !g_stop && hand_over_ && !hand_over_->Done() ? kNo : kYes;
+    return !stop.Received() && hand_over_ && !hand_over_->Done() ? kNo : kYes;
   }
 
  private:

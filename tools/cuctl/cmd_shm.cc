@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -18,6 +17,7 @@
 #include "tools/cuctl/input.hpp"
 #include "tools/cuctl/options.hpp"
 #include "tools/cuctl/output.hpp"
+#include "tools/cuctl/stop_signal.hpp"
 
 namespace cuctl {
 namespace {
@@ -118,15 +118,10 @@ int Read(const std::string &name, const Options &options) {
   return kYes;
 }
 
-volatile std::sig_atomic_t g_stop = 0;
-
 int Watch(const std::string &name, long for_seconds, const Options &options) {
-  struct sigaction action {};
-  action.sa_handler = [](int) { g_stop = 1; };
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
+  const StopSignal stop;
   std::vector<uint8_t> before = Segment(name).Content();
-  for (long rounds = for_seconds * 10; !g_stop && (for_seconds == 0 || rounds-- > 0);) {
+  for (long rounds = for_seconds * 10; !stop.Received() && (for_seconds == 0 || rounds-- > 0);) {
     usleep(100000);
     const std::vector<uint8_t> now = Segment(name).Content();
     const size_t size = std::max(now.size(), before.size());

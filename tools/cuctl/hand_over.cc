@@ -19,7 +19,7 @@ namespace {
 using std::chrono::seconds;
 
 constexpr size_t kLinesAtOnce = 500;
-constexpr size_t kMostBytes = 1U << 20;
+constexpr size_t kFullBytes = 1U << 20;
 constexpr seconds kLongestRetry{30};
 
 /// A file in memory, read from its start: unlike a pipe it never fills up.
@@ -72,7 +72,7 @@ void HandOver::Add(std::string line) {
 }
 
 bool HandOver::Full() const {
-  return bytes_ >= kMostBytes;
+  return bytes_ >= kFullBytes;
 }
 
 void HandOver::Step() {
