@@ -1,19 +1,29 @@
 #!/usr/bin/env bash
-# run.sh FOLDER [seconds] [target...]: runs the fuzz targets, all or the named ones, each for so many
-# seconds, from the kept corpus on, as many at a time as there are processors; new inputs stay in the
-# build folder until keep.sh keeps them. Leaks are looked for except where the interface loses memory
-# by design: repeated keys, malformed files. CU_SEED in the environment is the seed.
+# run.sh FOLDER [seconds] [target[=seconds]...]: runs the fuzz targets, all or the named ones, each for
+# so many seconds, from the kept corpus on, as many at a time as there are processors. "all" stands for
+# those that are not named. New inputs stay in the build folder until keep.sh keeps them. Leaks are
+# looked for except where the interface loses memory by design: repeated keys. CU_SEED in the
+# environment is the seed.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 folder=$(cd "$1" && pwd)
 seconds=${2:-60}
 shift $(($# < 2 ? $# : 2))
-targets=("$@")
-((${#targets[@]})) || mapfile -t targets < <(
-  find "$folder" -maxdepth 1 -name 'fuzz_*' -type f -executable -printf '%f\n' | sed 's/^fuzz_//' | sort)
+(($#)) || set -- all
+targets=()
+for target in "$@"; do
+  [[ $target == all ]] || targets+=("$target")
+done
+if [[ " $* " == *" all "* ]]; then
+  while read -r target; do
+    [[ " $* " == *" $target="* ]] || targets+=("$target")
+  done < <(find "$folder" -maxdepth 1 -name 'fuzz_*' -type f -executable -printf '%f\n' | sed 's/^fuzz_//' | sort)
+fi
 
-fuzz() { # TARGET
-  local target=$1 leaks=1 extra=() status=0
+fuzz() { # TARGET[=SECONDS]
+  local target=${1%=*} leaks=1 extra=() status=0
+  local seconds=$seconds
+  [[ $1 != *=* ]] || seconds=${1#*=}
   local log=$folder/found/$target.log
   case $target in
     walk_* | store_file | node_tree | generic_parser | cuctl) leaks=0 ;;

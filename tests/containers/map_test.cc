@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "include/stackmap.h"
+#include "support/sanitizers.hpp"
 
 namespace {
 
@@ -144,7 +145,7 @@ TEST(MapSet, TakesANewValueFromWithinTheOldOne) {
   EXPECT_EQ(std::string(stored, 64), text.substr(1) + text.back());
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#if CU_ADDRESS_SANITIZER
 TEST(MapSetDeathTest, WritesALargerValueOverTheEndOfItsMemory) {
   Map map = NewMap(MAP_KEY_STRING);
   map_set_(&map, "a", "1234", 4);

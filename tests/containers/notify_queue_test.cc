@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/child.hpp"
+#include "support/sanitizers.hpp"
 #include "support/threads.hpp"
 
 namespace {
@@ -466,7 +467,7 @@ TEST_F(NotedQueue, TeardownTwiceDoesNothing) {
   EXPECT_EQ(nullptr, queue_.slots);
 }
 
-#if !defined(__SANITIZE_THREAD__)  // which reports any use of a destroyed lock
+#if !CU_THREAD_SANITIZER  // which reports any use of a destroyed lock
 TEST_F(NotedQueue, AfterTeardownItRefusesUntilItIsMadeAgain) {
   deinit_queue(&queue_);
   EXPECT_FALSE(Insert(1));

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "json/document.hpp"
+#include "support/sanitizers.hpp"
 
 namespace {
 
@@ -522,7 +523,7 @@ void *WalkDeep(void *text) {
 size_t OnASmallStack(std::string &text) {
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if CU_ADDRESS_SANITIZER || CU_THREAD_SANITIZER
   pthread_attr_setstacksize(&attributes, 4096 * 1024);
 #else
   pthread_attr_setstacksize(&attributes, 128 * 1024);

@@ -14,6 +14,7 @@
 #include "messaging/lock_probe.hpp"
 #include "support/child.hpp"
 #include "support/interposed.hpp"
+#include "support/sanitizers.hpp"
 #include "support/threads.hpp"
 
 namespace {
@@ -198,7 +199,7 @@ TEST(FlexQueueFlushQueues, With256SlotsARoundNeverEndsAndKeepsTheListLocked) {
   EXPECT_EQ("locked", child.out());
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they lose track of its stack
+#if !CU_ADDRESS_SANITIZER && !CU_THREAD_SANITIZER  // they lose track of its stack
 TEST(FlexQueueFlushQueues, CancellationEndsItInItsSleepWithNothingLocked) {
   Child child([&] {
     TestMsgQueue queue(2, 8, 1);

@@ -80,7 +80,7 @@ using testing::StartsWith;
 
 // AddressSanitizer stands between a program and backtrace() with a frame of its own, which is the
 // one that is left out then.
-#ifdef CU_TEST_ADDRESS_SANITIZER
+#if CU_ADDRESS_SANITIZER
 constexpr bool kSeesPrintTrace = true;
 #else
 constexpr bool kSeesPrintTrace = false;

@@ -193,7 +193,7 @@ TEST(RealFault, EndsTheProcessThroughACallbackThatDoes) {
   EXPECT_EQ(Arrival(11) + Found(11) + Found(11), child.out());
 }
 
-#ifndef CU_TEST_ADDRESS_SANITIZER  // which moves locals to the heap, where no stack overflows
+#if !CU_ADDRESS_SANITIZER  // which moves locals to the heap, where no stack overflows
 [[gnu::noinline]] int Overflow(volatile int *caller) {
   volatile int mine[1000];
   mine[0] = *caller + 1;

@@ -11,6 +11,7 @@
 #include "storage/private_var.hpp"
 #include "storage/store_fixture.hpp"
 #include "support/child.hpp"
+#include "support/sanitizers.hpp"
 #include "support/threads.hpp"
 
 namespace cu_test {
@@ -140,7 +141,7 @@ TEST_F(DamagedStoreTest, HostileLengthsUnderARightChecksumAllocateNothing) {
     records[2].length = length;
     const std::string file = SealedFile(3, records);
     Child child([&] {
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !CU_ADDRESS_SANITIZER && !CU_THREAD_SANITIZER
       const rlimit little = {256 << 20, 256 << 20};
       setrlimit(RLIMIT_AS, &little);
 #endif

@@ -7,15 +7,9 @@
 #include <stddef.h>
 #include <stdlib.h>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define CU_TEST_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define CU_TEST_ADDRESS_SANITIZER 1
-#endif
-#endif
+#include "support/sanitizers.hpp"
 
-#ifdef CU_TEST_ADDRESS_SANITIZER
+#if CU_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 extern "C" size_t __sanitizer_get_current_allocated_bytes();
 #endif
@@ -25,7 +19,7 @@ namespace cu_test {
 /// While it lives, what is allocated may be lost.
 class MayLeak {
  public:
-#ifdef CU_TEST_ADDRESS_SANITIZER
+#if CU_ADDRESS_SANITIZER
   MayLeak() {
     __lsan_disable();
   }
@@ -42,7 +36,7 @@ class MayLeak {
 
 /// Bytes that the process has allocated and not freed.
 inline size_t AllocatedBytes() {
-#ifdef CU_TEST_ADDRESS_SANITIZER
+#if CU_ADDRESS_SANITIZER
   return __sanitizer_get_current_allocated_bytes();
 #else
   // Large blocks are mapped and counted apart.

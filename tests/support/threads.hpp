@@ -9,6 +9,8 @@
 #include <chrono>
 #include <thread>
 
+#include "support/sanitizers.hpp"
+
 namespace cu_test {
 
 /// Waits, for at most a minute, until `condition()` holds; whether it does.
@@ -35,7 +37,7 @@ inline bool IsLocked(pthread_mutex_t &mutex) {
 /// `full` rounds in a native build; fewer where every access is checked or emulated, unless
 /// CU_TEST_FULL is set in the environment.
 inline long Rounds(long full) {
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+#if CU_THREAD_SANITIZER || CU_ADDRESS_SANITIZER
   constexpr long kShare = 20;
 #elif defined(__arm__)
   constexpr long kShare = 50;

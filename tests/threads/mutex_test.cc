@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "support/interposed.hpp"
+#include "support/sanitizers.hpp"
 #include "support/threads.hpp"
 
 namespace {
@@ -112,7 +113,7 @@ TEST(AmbrelMutexDestroy, OfAMutexThatIsNotReadyDoesNothing) {
   EXPECT_EQ(0, ambrel_mutex_lock(&mutex) + 1);
 }
 
-#if !defined(__SANITIZE_THREAD__)  // which reports the destruction of a held mutex
+#if !CU_THREAD_SANITIZER  // which reports the destruction of a held mutex
 TEST(AmbrelMutexDestroy, OfAHeldMutexGivesTheThreadLibrarysResultAndClearsTheFlag) {
   AmbrelMutex mutex = {};
   ASSERT_EQ(0, ambrel_mutex_init(&mutex));

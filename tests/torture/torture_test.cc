@@ -45,7 +45,7 @@ class Torture : public testing::TestWithParam<Scenario> {
 
   /// A sanitizer reports on standard error.
   static bool CheckedForLeaks() {
-#ifdef CU_TEST_ADDRESS_SANITIZER
+#if CU_ADDRESS_SANITIZER
     return true;
 #else
     return false;
