@@ -284,6 +284,34 @@ TEST(GenericParser, LowersTheSizesOfTheContainersThatItEnters) {
   EXPECT_EQ(LoweredSizes(R"({"Top":{"a":1,"list":[{"b":1}]}})"), (std::vector<size_t>{2, 6, 7}));
 }
 
+// The counter that the callback gets follows an array whose elements end with arrays of objects. Of
+// any other array it is 0, and the position stands in the array's entry in the table.
+TEST(GenericParser, GivesThePositionOfAnElementThatFollowsANestedArray) {
+  Walk walk(R"({"Top":[{"x":1,"list":[{"n":1,"in":[{"a":1}]},{"n":2,"in":[{"a":2}]},{"n":3}]}]})");
+  EXPECT_EQ(walk.Run(), 0);
+  const Calls expected = {
+      "value Top x at 5 record 0 counter 0 [2:0]",
+      "value list n at 10 record 0 counter 0 [2:0 7:0]",
+      "value in a at 15 record 0 counter 0 [2:0 7:0 12:0]",
+      "value list n at 18 record 0 counter 1 [2:0 7:1]",
+      "value in a at 23 record 0 counter 1 [2:0 7:1 20:0]",
+      "value list n at 26 record 0 counter 2 [2:0 7:2]",
+  };
+  EXPECT_EQ(walk.calls, expected);
+}
+
+TEST(GenericParser, GivesTheKeyOfAnArrayOfObjectsAndKeepsThePositionInItsTable) {
+  Walk walk(R"({"Top":{"x":1,"list":[{"a":1},{"a":2},{"a":3}]}})");
+  EXPECT_EQ(walk.Run(), 0);
+  const Calls expected = {
+      "value Top x at 4 record 0 counter 0 []",
+      "value list a at 9 record 0 counter 0 [6:0]",
+      "value list a at 12 record 0 counter 0 [6:1]",
+      "value list a at 15 record 0 counter 0 [6:2]",
+  };
+  EXPECT_EQ(walk.calls, expected);
+}
+
 TEST(GenericParser, CountsElementsInEightBits) {
   std::string json = R"({"Top":{"x":1,"list":[{"a":1})";
   for (int i = 1; i < 300; ++i) json += R"(,{"a":1})";

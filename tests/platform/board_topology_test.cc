@@ -701,6 +701,18 @@ TEST(FreeBoardTopologyAEBUSSegment, FreesItsListAndTextsButNotTheDeviceInPlace) 
   free_rfAEBoardTopologyAEDevice(&segment.AESegmentDevice);
 }
 
+TEST(FreeBoardTopologyAEBUSSegmentArray, LeavesTheDeviceInPlaceOfEachSegment) {
+  rfAEBoardTopologyAEBUSSegmentArray segments = {};
+  ASSERT_EQ(1, ReadText(R"([ { "segmentpath": "p", "AEDevice": [ { "Name": "a" } ] },
+                             { "powerstate": "on", "AESegmentDevice": { "Name": "mux" } } ])",
+                        deserialize_rfAEBoardTopologyAEBUSSegmentArray, &segments));
+  ASSERT_EQ(2U, segments.count);
+  rfAEBoardTopologyAEDevice device = segments.list[1].AESegmentDevice;
+  free_rfAEBoardTopologyAEBUSSegmentArray(&segments);
+  EXPECT_STREQ("mux", device.Name);
+  free_rfAEBoardTopologyAEDevice(&device);
+}
+
 TEST(FreeSensorMonitorRule, FreesTheRulesButNotTheSensors) {
   rfAESensorMonitorRule rule = {};
   ASSERT_EQ(1, ReadText(R"({ "enableRule": "e", "disableRule": "d",

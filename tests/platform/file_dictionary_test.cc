@@ -250,6 +250,23 @@ TEST(FileActionList, KeepsItsTwoBooleansApart) {
   EXPECT_EQ(0, entry.isdirectory);
 }
 
+TEST(FileActionList, TakesABooleanThatIsAbsentForFalse) {
+  const struct {
+    const char *text;
+    uint8_t always, isdirectory;
+  } rows[] = {{R"({"filename":["a"]})", 0, 0},
+              {R"({"filename":["a"],"always":true})", 1, 0},
+              {R"({"filename":["a"],"isdirectory":true})", 0, 1},
+              {R"({"always":true,"isdirectory":true})", 1, 1}};
+  for (const auto &row : rows) {
+    rfAEFileActionList entry = {};
+    ASSERT_EQ(1, ReadText(row.text, deserialize_rfAEFileActionList, &entry)) << row.text;
+    EXPECT_EQ(row.always, entry.always) << row.text;
+    EXPECT_EQ(row.isdirectory, entry.isdirectory) << row.text;
+    free_rfAEFileActionObj(&entry);
+  }
+}
+
 TEST(FileDictionary, GivesTheResultOfTheReaderOfEachKey) {
   rfAEFileDictionary dictionary = {};
   for (const char *const key :

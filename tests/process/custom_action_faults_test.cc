@@ -90,6 +90,17 @@ TEST_F(Executing, WithoutMemoryForTheCopyGivesZeroAndLosesNothing) {
   EXPECT_GT(k, 2);
 }
 
+TEST_F(Executing, WithASecondArgumentOfZeroLoadsNoPlugInAndLeavesTheList) {
+  const Fault loads(Call::kDlopen, 0);
+  EXPECT_EQ(0U, executeAmbrelCustomAction(&action_, 2, 0, &output_));
+  EXPECT_EQ(0, loads.calls());
+  EXPECT_EQ(0U, output_.count);
+  EXPECT_EQ(nullptr, output_.list);
+  EXPECT_EQ(5U, executeAmbrelCustomAction(&action_, 2, 3, &output_));
+  EXPECT_EQ(1, loads.calls());
+  free_rfAECommonConfigConfigParamArray(&output_);
+}
+
 TEST_F(Executing, WhenDlopenFailsGivesZero) {
   Fault fault(Call::kDlopen, 1);
   EXPECT_EQ(0U, executeAmbrelCustomAction(&action_, 2, 3, &output_));
