@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# check-hazards.sh DOCUMENT TABLE TESTS [OTHER...]: every numbered entry of DOCUMENT has a test in
-# TABLE, which names no other number, and every test that it or another document names is in a
-# source below the folder TESTS.
+# check-hazards.sh DOCUMENT TABLE TESTS CASES [OTHER...]: every numbered entry of DOCUMENT has a test
+# in TABLE, which names no other number; the last column of every row of the document CASES names
+# tests; and every test that TABLE, CASES or another document names is in a source below the folder
+# TESTS.
 set -euo pipefail
 export LC_ALL=C
-document=$1 table=$2 tests=$3
+document=$1 table=$2 tests=$3 cases=$4
 shift 3
 
 entries=$(grep -oE '^\| R[0-9]+ \|' "$document" | tr -d '| ' | sort -V)
@@ -26,11 +27,14 @@ complain "row twice" "$(sort <<<"$rows" | uniq -d)"
 numbers=$(cut -d' ' -f1 <<<"$rows" | sort -u)
 complain "without a test" "$(comm -23 <(sort <<<"$entries") <(printf '%s\n' "$numbers"))"
 complain "not in the document" "$(comm -13 <(sort <<<"$entries") <(printf '%s\n' "$numbers"))"
-pinning=$(cut -d' ' -f2 <<<"$rows" | sort -u)
 # shellcheck disable=SC2016
-named=$(cat "$@" </dev/null | grep -oE '`[A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+`' | tr -d '`' | sort -u || true)
+name='`[A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+`'
+cases=$(grep '^|' "$cases" | grep -vE '^\|(-| what is done )')
+complain "no test in the last column" "$(grep -vE "\\| $name(, $name)* \\|\$" <<<"$cases")"
+pinning=$(cut -d' ' -f2 <<<"$rows" | sort -u)
+named=$(cat "$@" | grep -oE "$name" | tr -d '`' | sort -u || true)
 complain "no such test" "$(comm -23 <(printf '%s\n%s\n' "$pinning" "$named" | sed '/^$/d' | sort -u) \
   <(printf '%s\n' "$existing"))"
-((status)) || printf '%d hazards, pinned by %d tests; %d tests named elsewhere\n' \
-  "$(wc -l <<<"$entries")" "$(wc -l <<<"$pinning")" "$(sed '/^$/d' <<<"$named" | wc -l)"
+((status)) || printf '%d hazards, pinned by %d tests; %d edge cases; %d tests named in documents\n' \
+  "$(wc -l <<<"$entries")" "$(wc -l <<<"$pinning")" "$(wc -l <<<"$cases")" "$(wc -l <<<"$named")"
 exit "$status"
