@@ -48,14 +48,14 @@ class Ledger {
 Ledger<void> g_blocks;
 Ledger<FILE> g_streams;
 
-/// parseJson() loses its stream and its tokens to a malformed file. A run is longer than the process's
-/// table of descriptors and its memory: this releases them.
+/// parseJson() loses its stream and its tokens to a malformed file. A run is longer than the
+/// process's table of descriptors and its memory: this releases them.
 class NothingLost {
  public:
   NothingLost() {
     static const int installed = __sanitizer_install_malloc_and_free_hooks(
-      [](const volatile void *block, size_t) { g_blocks.Taken(const_cast<void *>(block)); },
-      [](const volatile void *block) { g_blocks.Given(block); });
+        [](const volatile void *block, size_t) { g_blocks.Taken(const_cast<void *>(block)); },
+        [](const volatile void *block) { g_blocks.Given(block); });
     if (installed == 0) abort();
     g_streams.Begin();
     g_blocks.Begin();
