@@ -42,6 +42,10 @@ set(COMMONUTILITIES_ASAN_OPTIONS detect_stack_use_after_return=1:use_sigaltstack
 if(CMAKE_CROSSCOMPILING_EMULATOR)
   string(APPEND COMMONUTILITIES_ASAN_OPTIONS :detect_leaks=0)
 endif()
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Counts of 32 bits can be more than there is room for, which calloc() refuses.
+  string(APPEND COMMONUTILITIES_ASAN_OPTIONS :allocator_may_return_null=1)
+endif()
 if(COMMONUTILITIES_HARDEN)
   # _FORTIFY_SOURCE works in optimised builds alone, and glibc warns of it elsewhere. It replaces
   # libc calls by checked ones, which the tests that inject faults do not see.
