@@ -16,7 +16,7 @@ for target in "$@"; do
 done
 if [[ " $* " == *" all "* ]]; then
   while read -r target; do
-    [[ " $* " == *" $target="* ]] || targets+=("$target")
+    [[ " $* " == *" $target"[=\ ]* ]] || targets+=("$target")
   done < <(find "$folder" -maxdepth 1 -name 'fuzz_*' -type f -executable -printf '%f\n' | sed 's/^fuzz_//' | sort)
 fi
 
