@@ -421,8 +421,8 @@ CU_API uint32_t getAmbrelFileLocationForRecord(AmbrelStorageEngine *engine, uint
  * @param entry the entry, which stays its owner's.
  * @return 1 when the payload was written, and always in the third case; 0 when it was not, as on a
  *         disk that is full. Where the stream does not even take the record's header, for example
- *         one that is open for reading: 1 if a record with its id was there, else 0. 0 also when
- * the entry has a length but no payload; then nothing was written.
+ *         one that is open for reading: 1 if a record with its id was there, else 0. 0 also for
+ *         an entry with a length but no payload; then nothing was written.
  */
 CU_API uint32_t writeAmbrelRecord(AmbrelStorageEngine *engine, uint32_t held,
                                   AmbrelStorageEntry *entry);

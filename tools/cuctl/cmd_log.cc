@@ -32,7 +32,7 @@
 namespace cuctl {
 namespace {
 
-constexpr uint64_t kNanoseconds = 1000000000;
+constexpr uint64_t kSecondInNs = 1000000000;
 
 /// An extended regular expression of the C library: it matches lines of any length and content.
 class Pattern {
@@ -77,16 +77,16 @@ struct FilterTexts {
 /// "now".
 std::optional<uint64_t> ParseTime(const std::string &text, const Options &options) {
   const int64_t now = static_cast<int64_t>(time(nullptr));
-  if (text == "now") return static_cast<uint64_t>(now) * kNanoseconds;
+  if (text == "now") return static_cast<uint64_t>(now) * kSecondInNs;
   if (text.size() > 1 && (text[0] == '@' || text[0] == '-')) {
     // Seconds up to here do not overflow as nanoseconds.
-    constexpr uint64_t kLatest = UINT64_MAX / kNanoseconds;
+    constexpr uint64_t kLatest = UINT64_MAX / kSecondInNs;
     uint64_t amount = 0;
     const char *const begin = text.data() + 1, *const stop = text.data() + text.size();
     const auto [end, error] = std::from_chars(begin, stop, amount);
     if (error != std::errc() || amount > kLatest) return std::nullopt;
     const std::string_view unit(end, static_cast<size_t>(stop - end));
-    if (text[0] == '@') return unit.empty() ? std::optional(amount * kNanoseconds) : std::nullopt;
+    if (text[0] == '@') return unit.empty() ? std::optional(amount * kSecondInNs) : std::nullopt;
     static constexpr std::pair<std::string_view, uint64_t> kUnits[] = {
         {"", 1},     {"s", 1},     {"sec", 1},   {"m", 60},     {"min", 60},
         {"h", 3600}, {"hr", 3600}, {"d", 86400}, {"day", 86400}};
@@ -94,7 +94,7 @@ std::optional<uint64_t> ParseTime(const std::string &text, const Options &option
       if (unit == name)
         return amount > static_cast<uint64_t>(now) / seconds
                    ? 0
-                   : (static_cast<uint64_t>(now) - amount * seconds) * kNanoseconds;
+                   : (static_cast<uint64_t>(now) - amount * seconds) * kSecondInNs;
     return std::nullopt;
   }
   const time_t today = now;
@@ -109,7 +109,7 @@ std::optional<uint64_t> ParseTime(const std::string &text, const Options &option
     if (end == nullptr || *end != '\0') continue;
     parts.tm_isdst = -1;
     const time_t when = options.utc ? timegm(&parts) : mktime(&parts);
-    if (when >= 0) return static_cast<uint64_t>(when) * kNanoseconds;
+    if (when >= 0) return static_cast<uint64_t>(when) * kSecondInNs;
   }
   return std::nullopt;
 }
@@ -166,8 +166,8 @@ std::string ShownMessage(std::string_view text, const Options &options) {
 
 /// What is shown of a line, with its line break.
 std::string LineText(const LogLine &line, const Options &options) {
-  const int64_t seconds = static_cast<int64_t>(line.nanoseconds / kNanoseconds);
-  const int64_t rest = static_cast<int64_t>(line.nanoseconds % kNanoseconds);
+  const int64_t seconds = static_cast<int64_t>(line.nanoseconds / kSecondInNs);
+  const int64_t rest = static_cast<int64_t>(line.nanoseconds % kSecondInNs);
   if (options.json)
     return JsonLine({{"time", line.nanoseconds},
                      {"date", Time(seconds, rest, options)},
@@ -236,8 +236,8 @@ int Info(const std::string &path, std::optional<uint32_t> limit, const Options &
   std::array<size_t, 10> by_level{};
   for (const LogLine &line : log.lines) ++by_level[static_cast<size_t>(line.level)];
   const auto date = [&](const LogLine &line) {
-    return Time(static_cast<int64_t>(line.nanoseconds / kNanoseconds),
-                static_cast<int64_t>(line.nanoseconds % kNanoseconds), options);
+    return Time(static_cast<int64_t>(line.nanoseconds / kSecondInNs),
+                static_cast<int64_t>(line.nanoseconds % kSecondInNs), options);
   };
   if (options.json) {
     nlohmann::ordered_json object = {{"file", path},

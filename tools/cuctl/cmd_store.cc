@@ -79,24 +79,23 @@ std::string BaseName(const std::string &path) {
 /// wall stamp; empty when the two do not agree, as after a reboot or on another machine. The stamp
 /// alone fits many moments: it counts a second as a tenth of one and wraps within half a day.
 std::string DateOf(const StoreRecord &record, const Options &options) {
-  constexpr int64_t kMicroseconds = 1000000;  // of a second
+  constexpr int64_t kSecondInUs = 1000000;
   constexpr int64_t kClockSlack = 50000;
   timespec wall{}, monotonic{};
   clock_gettime(CLOCK_REALTIME, &wall);
   clock_gettime(CLOCK_MONOTONIC, &monotonic);
-  const int64_t age = monotonic.tv_sec * kMicroseconds + monotonic.tv_nsec / 1000 -
-                      record.header.monotonic_seconds * kMicroseconds;
+  const int64_t age = monotonic.tv_sec * kSecondInUs + monotonic.tv_nsec / 1000 -
+                      record.header.monotonic_seconds * kSecondInUs;
   if (age < 0) return "";
   // The monotonic stamp has whole seconds: the record was made within the second that begins here.
-  const int64_t earliest = wall.tv_sec * kMicroseconds + wall.tv_nsec / 1000 - age - kClockSlack;
-  const int64_t latest = earliest + kMicroseconds + 2 * kClockSlack;
-  for (int64_t seconds = earliest / kMicroseconds - 1; seconds <= latest / kMicroseconds;
-       ++seconds) {
+  const int64_t earliest = wall.tv_sec * kSecondInUs + wall.tv_nsec / 1000 - age - kClockSlack;
+  const int64_t latest = earliest + kSecondInUs + 2 * kClockSlack;
+  for (int64_t seconds = earliest / kSecondInUs - 1; seconds <= latest / kSecondInUs; ++seconds) {
     const int64_t base =
         static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(seconds) * 100000U));
     const int64_t microseconds = record.header.wall_stamp - base;
-    const int64_t moment = seconds * kMicroseconds + microseconds;
-    if (microseconds >= 0 && microseconds < kMicroseconds && moment >= earliest && moment <= latest)
+    const int64_t moment = seconds * kSecondInUs + microseconds;
+    if (microseconds >= 0 && microseconds < kSecondInUs && moment >= earliest && moment <= latest)
       return Time(seconds, microseconds * 1000, options);
   }
   return "";
