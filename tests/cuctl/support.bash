@@ -2,6 +2,7 @@
 # (a folder), PAGE (the manual page's source), and UNBOUNDED=1 where an emulator's own needs count.
 bats_require_minimum_version 1.5.0
 export TZ=UTC LC_ALL=C
+export SHELL=/bin/bash # `script` runs its command with it, and reads the quotes of printf %q with it
 unset NO_COLOR
 
 # cuctl ARGUMENT...: within 64 MiB and one second of processor time, whatever it is given.
