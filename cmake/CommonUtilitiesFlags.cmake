@@ -68,7 +68,7 @@ target_compile_options(commonutilities_core INTERFACE
 target_compile_definitions(commonutilities_core INTERFACE _GNU_SOURCE)
 if(COMMONUTILITIES_COVERAGE)
   # Several threads count, and the report finds the sources from any build folder.
-  target_compile_options(commonutilities_core INTERFACE
-    --coverage -fprofile-update=atomic -fprofile-abs-path)
+  target_compile_options(commonutilities_core INTERFACE --coverage -fprofile-update=atomic
+    $<$<OR:$<COMPILE_LANG_AND_ID:C,GNU>,$<COMPILE_LANG_AND_ID:CXX,GNU>>:-fprofile-abs-path>)
   target_link_options(commonutilities_options INTERFACE --coverage)
 endif()
