@@ -50,11 +50,11 @@ void Map(SharedMemorySegment &segment) {
 /// behind the last page of a memory that is shorter than its mapping lies SIGBUS. An owner may size
 /// the memory after others have opened it, so the kernel is asked until the memory was long enough
 /// once; that is remembered in the segment, and this function is left out of the way from then on.
+/// What it cannot tell of is trusted to be as the segment says: memory that a caller has put there.
 [[gnu::cold, gnu::noinline]] bool IsBacked(SharedMemorySegment &segment, uint32_t length) {
+  if (segment.base == MAP_FAILED || segment.base == nullptr) return false;
   struct stat status;
-  if (segment.base == MAP_FAILED || segment.base == nullptr || fstat(segment.fd, &status) != 0) {
-    return false;
-  }
+  if (fstat(segment.fd, &status) != 0 || !S_ISREG(status.st_mode)) return true;
   const uint64_t page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
   const uint64_t backed = (static_cast<uint64_t>(status.st_size) + page - 1) / page * page;
   const bool whole = backed >= segment.size;
@@ -166,7 +166,7 @@ int aeReadSharedMemory(SharedMemorySegment *segment, void *buffer, uint32_t leng
 }
 
 int aeWriteSharedMemory(SharedMemorySegment *segment, const void *buffer, uint32_t length) {
-  if (!IsAccessible(segment, buffer, length) || (segment->prot & PROT_WRITE) == 0) return 0;
+  if (!IsAccessible(segment, buffer, length) || segment->prot == PROT_READ) return 0;
   memcpy(segment->base, buffer, length);
   return 1;
 }

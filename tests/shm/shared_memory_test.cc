@@ -1,6 +1,7 @@
 #include "include/ambrelsharedmem.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -367,6 +368,25 @@ TEST_F(Copying, IntoAReadOnlySegmentGivesZero) {
   const Segment owner = Create(8);
   const Segment reader = Open(0, 0, 8);
   EXPECT_EQ(0, aeWriteSharedMemory(reader.get(), "x", 1));
+}
+
+TEST_F(Copying, TrustsARecordOverMemoryOfTheCallersOwn) {
+  const int null_device = open("/dev/null", O_RDWR);
+  for (const int fd : {-1, null_device}) {
+    char memory[] = "12345678", bytes[] = "--------";
+    SharedMemorySegment segment = {};
+    segment.base = memory;
+    segment.size = 8;
+    segment.fd = fd;
+    EXPECT_EQ(1, aeReadSharedMemory(&segment, bytes, 8));
+    EXPECT_STREQ("12345678", bytes);
+    EXPECT_EQ(1, aeWriteSharedMemory(&segment, "abcdefgh", 8));
+    EXPECT_STREQ("abcdefgh", memory);
+    EXPECT_EQ(0, aeReadSharedMemory(&segment, bytes, 9));
+    segment.base = nullptr;
+    EXPECT_EQ(0, aeReadSharedMemory(&segment, bytes, 8));
+  }
+  close(null_device);
 }
 
 TEST_F(Copying, TakesNoLock) {
