@@ -44,8 +44,12 @@ int32_t ReadPosition(FILE *file) {
 void WriteHeader(DBGLogCtrl &block, long offset) {
   block.logFilePosition = std::max(block.logFilePosition, kFirstLogPosition);
   const LogHeader header = EncodeLogHeader(block.logFilePosition);
-  [[maybe_unused]] const ssize_t ignored =
-      pwrite(fileno(block.logFile), header.data(), header.size(), 0);
+  const int descriptor = fileno(block.logFile);
+  if (descriptor >= 0) {
+    [[maybe_unused]] const ssize_t ignored = pwrite(descriptor, header.data(), header.size(), 0);
+  } else if (fseek(block.logFile, 0, SEEK_SET) == 0) {  // a caller's stream in memory
+    offset = static_cast<long>(fwrite(header.data(), 1, header.size(), block.logFile));
+  }
   if (offset != block.logFilePosition) fseek(block.logFile, block.logFilePosition, SEEK_SET);
 }
 

@@ -490,6 +490,20 @@ TEST_F(CircularLogFile, WorksWithABufferedStreamOfTheUser) {
   }
 }
 
+TEST_F(CircularLogFile, WorksWithAStreamInMemory) {
+  Start(1000);
+  fclose(gDBGLogCtrl->logFile);
+  char memory[500] = {};
+  gDBGLogCtrl->logFile = fmemopen(memory, sizeof memory, "w+");
+  fseek(gDBGLogCtrl->logFile, 4, SEEK_SET);
+  for (int i = 0; i < 3; ++i) DbgLog_DumptoLog(DBGLOG_ERROR, "line\n");
+  fflush(gDBGLogCtrl->logFile);
+  const std::string log(memory, static_cast<size_t>(RecordPosition()));
+  EXPECT_EQ(log.size(), Position(log));
+  EXPECT_EQ("line\n", log.substr(log.size() - 5));
+  EXPECT_EQ('\0', memory[log.size()]);
+}
+
 TEST_F(CircularLogFile, FollowsAPathThatTheUserChanged) {
   Start(1000);
   const std::string other = dir_.file("other");

@@ -147,6 +147,18 @@ TEST(TextWithoutMemory, CreateStringWithArgsGives0AndLeavesOutAlone) {
   EXPECT_GE(allocations, 2);
 }
 
+TEST(TextWithoutMemory, CreateStringWithArgsSaysNothingOnceItHasFailed) {
+  const std::string format = "%s%q" + std::string(500, 't') + "%q";
+  char *out = nullptr;
+  testing::internal::CaptureStdout();
+  for (long call = 1; call <= 2; ++call) {
+    const Fault fault(Call::kMemory, call);
+    EXPECT_EQ(CreateStringWithArgs(format.c_str(), &out, 0, std::string(2000, 's').c_str()), 0);
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(out, nullptr);
+}
+
 TEST(TextWithoutMemory, AFailedGrowthEmptiesTheBox) {
   BufferBox box = {};
   FailEachAllocation([&](const Fault &fault) {
