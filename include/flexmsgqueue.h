@@ -264,7 +264,8 @@ CU_API int findSubSlotFlexMsgQueue(FlexMsgQueue *queue, void *context, FlexMsgMa
 /**
  * @brief Drains a subscriber's queue and frees its slot for the next registration.
  *
- * Half of the pending messages (rounded down) stay in the slot's queue.
+ * Half of the pending messages (rounded down) stay in the slot's queue. A caller who holds the
+ * queue with lockMsgFlexQueue() is kept for a second, and holds it afterwards still.
  *
  * @return 1, also for a slot that does not exist; 0 when the slot is free or the queue null.
  */

@@ -278,7 +278,7 @@ CU_API uint32_t getSlotID(FlexQueue *queue);
  * @brief Gives every listener slot a semaphore and marks it free; does nothing in broadcast mode.
  *
  * Called by init_Flexqueue(), and by an owner who has just cleared `broadcastMode`. A slot that has
- * a semaphore keeps it.
+ * a semaphore keeps it, with its time-out set back to five seconds.
  *
  * @return 1; 0 for null, or when there is no memory for a semaphore.
  */

@@ -27,7 +27,9 @@ int waitOnFlexMsgQueue(FlexMsgQueue *queue, uint32_t sub, int32_t ms) {
     const MutexLock list(queue->listMutex);
     slot = cu::RegisteredLocked(*queue, sub);
     if (slot == nullptr) return 0;
-    if (isSimpleQueueEmpty(&slot->queue) == 0) return 1;
+    if (isSimpleQueueEmpty(&slot->queue) == 0) {
+      return __atomic_load_n(&slot->inUse, __ATOMIC_RELAXED);
+    }
   }
   __atomic_store_n(&slot->sem.timeoutMs, static_cast<uint32_t>(ms), __ATOMIC_RELAXED);
   return AmbrelSemphoreTimedWait(&slot->sem) == 0 ? 1 : 0;

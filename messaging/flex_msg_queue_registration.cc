@@ -13,6 +13,8 @@ namespace {
 
 using cu::MutexLock;
 
+constexpr uint32_t kDrainPatienceMs = 1'000;
+
 /// Which messages a subscriber wants.
 struct Filter {
   void *context;
@@ -94,9 +96,12 @@ int deRegisterFlexMsgQueueSubscriber(FlexMsgQueue *queue, uint32_t sub) {
   FlexMsgQueueSub *const slot = cu::SubscriberLocked(*queue, sub);
   if (slot == nullptr) return 1;
   if (!cu::IsInUse(*slot)) return 0;
-  // Half of the messages stay for the next subscriber of the slot. The drain locks the queue, since
-  // a consumer takes messages out of it without the two locks held here.
-  DrainFlexQueueSubList(&slot->queue, 0);
+  // Half of the messages stay for the next subscriber of the slot. A consumer takes messages out of
+  // the queue without the two locks held here, so the drain waits for it; but not for good, as the
+  // one who holds the queue may be the one who deregisters.
+  const bool locked = ambrel_mutex_timed_lock(&slot->queue.mutex, kDrainPatienceMs) == 0;
+  DrainFlexQueueSubList(&slot->queue, 1);
+  if (locked) ambrel_mutex_unlock(&slot->queue.mutex);
   cu::SetInUse(*slot, false);
   slot->matchFn = nullptr;
   slot->matchContext = nullptr;

@@ -114,6 +114,7 @@ int initSubscribers(FlexQueue *queue) {
   for (SubscriberSlot &slot : Slots(*queue)) {
     if (slot.sem == nullptr) slot.sem = NewSemaphore();
     if (slot.sem == nullptr) return 0;
+    __atomic_store_n(&slot.sem->timeoutMs, kWaitMs, __ATOMIC_RELAXED);
     slot.slotId = index++;
     slot.inUse = 0;
   }

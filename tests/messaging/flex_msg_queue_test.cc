@@ -315,6 +315,19 @@ TEST(DeRegisterFlexMsgQueueSubscriber, TakesBothMutexesAndReleasesUnderAllLocks)
   EXPECT_TRUE(WaitsFor(queue->regMutex, [&] { deRegisterFlexMsgQueueSubscriber(&queue, 0); }));
 }
 
+TEST(DeRegisterFlexMsgQueueSubscriber, MayBeCalledByTheOneWhoHoldsTheQueue) {
+  TestMsgQueue queue(1);
+  queue.Register();
+  queue.Publish(1);
+  queue.Publish(2);
+  ASSERT_EQ(1, lockMsgFlexQueue(&queue, 0, 5));
+  EXPECT_EQ(1, deRegisterFlexMsgQueueSubscriber(&queue, 0));
+  EXPECT_EQ(0, queue->subs[0]->inUse);
+  EXPECT_EQ(1U, queue->subs[0]->queue.count);
+  EXPECT_TRUE(IsLocked(queue->subs[0]->queue.mutex.mutex));
+  ambrel_mutex_unlock(&queue->subs[0]->queue.mutex);
+}
+
 // ---- dequeuing ----------------------------------------------------------------------------------
 
 TEST(DeQueueMsgFlexEntry, GivesTheOldestMessageOfThatSubscriber) {
@@ -381,6 +394,8 @@ TEST(WaitOnFlexMsgQueue, WithAMessageReturnsTheFlagAtOnce) {
   EXPECT_EQ(1, waitOnFlexMsgQueue(&queue, 0, 0));
   EXPECT_EQ(1000U, queue->subs[0]->sem.timeoutMs);
   EXPECT_FALSE(IsLocked(queue->listMutex));
+  queue->subs[0]->inUse = 3;
+  EXPECT_EQ(3, waitOnFlexMsgQueue(&queue, 0, 0));
 }
 
 TEST(WaitOnFlexMsgQueue, AFreeOrMissingSlotGives0) {

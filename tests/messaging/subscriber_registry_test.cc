@@ -62,8 +62,10 @@ TEST(InitSubscribers, ASecondCallKeepsTheSemaphoresAndFreesTheSlots) {
   queue.UsePerSubscriberMode();
   AmbrelSemaphore *const semaphore = queue->subscribers[0].sem;
   queue.Register();
+  semaphore->timeoutMs = 17;
   EXPECT_EQ(1, initSubscribers(&queue));
   EXPECT_EQ(semaphore, queue->subscribers[0].sem);
+  EXPECT_EQ(5000U, semaphore->timeoutMs);
   EXPECT_EQ(0, queue->subscribers[0].inUse);
 }
 
