@@ -142,9 +142,8 @@ three_lines() {
 
 @test "every truncation ends in a verdict" {
   three_lines | make_log a.log end
-  local size n
-  size=$(stat -c %s a.log)
-  for ((n = 1; n < size; ++n)); do
+  local n
+  for n in $(lengths a.log); do
     head -c "$n" a.log >cut.log
     expect 4 "" log cat cut.log
     expect_json 4 "log info" log info cut.log
