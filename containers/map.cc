@@ -112,11 +112,10 @@ bool Grow(Map &map) {
   const uint32_t old_count = map.nbuckets;
   if (old_count > UINT32_MAX / 2) return false;
   const uint32_t new_count = old_count == 0 ? 1 : old_count * 2;
-  MapNode **buckets = map.buckets;
-  if (old_count == 0 || new_count > kLeastSlots) {
-    buckets = ReallocArray(buckets, new_count > kLeastSlots ? new_count : kLeastSlots);
-    if (buckets == nullptr) return false;
-  }
+  // Also where the slots are there already: a program may bring an array of its own.
+  MapNode **const buckets =
+      ReallocArray(map.buckets, new_count > kLeastSlots ? new_count : kLeastSlots);
+  if (buckets == nullptr) return false;
   if (old_count == 0) buckets[0] = nullptr;
   map.buckets = buckets;
   map.nbuckets = new_count;

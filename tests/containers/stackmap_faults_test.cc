@@ -82,6 +82,31 @@ TEST(MapSet, LeavesTheEntriesAsTheyWereAtEachFailedAllocation) {
   }
 }
 
+TEST(MapSet, NeedsMemoryForEachDoubling) {
+  Map map = {nullptr, 0, 0, MAP_KEY_U32};
+  for (uint32_t key = 0; key < 33; ++key) {
+    const uint32_t buckets = map.nbuckets;
+    if (map.nnodes >= buckets) {
+      const Fault fault(Call::kMemory, 2);  // behind the entry
+      EXPECT_EQ(map_set_(&map, &key, "v", 2), -1) << key;
+      EXPECT_TRUE(fault.fired());
+      EXPECT_EQ(map.nbuckets, buckets);
+      EXPECT_EQ(map.nnodes, key);
+    }
+    EXPECT_EQ(map_set_(&map, &key, "v", 2), 0);
+  }
+  EXPECT_EQ(map.nbuckets, 64u);
+  map_deinit_(&map);
+}
+
+TEST(MapSet, GrowsAnArrayThatTheProgramBrought) {
+  Map map = {static_cast<MapNode **>(calloc(2, sizeof(MapNode *))), 2, 0, MAP_KEY_U32};
+  for (uint32_t key = 0; key < 9; ++key) EXPECT_EQ(map_set_(&map, &key, "v", 2), 0);
+  EXPECT_EQ(map.nbuckets, 16u);
+  for (uint32_t key = 0; key < 9; ++key) EXPECT_NE(map_get_(&map, &key), nullptr);
+  map_deinit_(&map);
+}
+
 TEST(MapGetKeys, GivesNullAndFreesItsCopiesAtEachFailedAllocation) {
   Map map = {nullptr, 0, 0, MAP_KEY_STRING};
   for (const char *key : {"a", "b", "c"}) map_set_(&map, key, "v", 1);
