@@ -1,5 +1,5 @@
-// Gives a fuzz target the inputs of the named folders and nothing else, in place of libFuzzer, whose
-// own code MemorySanitizer does not know. Options are libFuzzer's and ignored.
+// Gives a fuzz target the inputs of the named folders and nothing else, in place of libFuzzer,
+// whose own code MemorySanitizer does not know. Options are libFuzzer's and ignored.
 #include <dirent.h>
 #include <stdint.h>
 #include <stdio.h>
