@@ -28,6 +28,37 @@ void Read(const rfAECommonConfigConfigParam &param) {
   getAEParameterAsBoolean(&param, &u8);
 }
 
+/// The lookups agree with each other.
+void Find(const rfAECommonConfigConfigParamArray &list, const std::string &name) {
+  rfAECommonConfigConfigParam *found[3] = {};
+  getAEParameterinArray(&list, name.c_str(), &found[0]);
+  getAEParameterinGroup(&list, name.c_str(), &found[1]);
+  getAEModifyParameterinArray(&list, name.c_str(), &found[2]);
+  if (found[0] != found[1] || found[0] != found[2]) abort();
+
+  rfAECommonConfigConfigObj groups[2] = {};
+  groups[0].parameterGroup = list.list[0].parameterName;
+  const rfAECommonConfigConfigObjArray array = {2, groups};
+  rfAECommonConfigConfigObj *group = nullptr, *same = nullptr;
+  getAEParameterGroup(&array, name.c_str(), &group);
+  getAEParameterGroupFromArray(&array, name.c_str(), &same);
+  if (group != same || (group == nullptr) != (found[0] == nullptr)) abort();
+}
+
+/// A value set as bytes is what the setter was given.
+void Set(const std::string &value, uint64_t type, const std::string &bytes) {
+  rfAECommonConfigConfigParam param = {};
+  param.type = type;
+  param.parameterValue = strdup(value.c_str());
+  char *const old = param.parameterValue;
+  if (setAEParameterValue(&param, bytes.data(), static_cast<uint32_t>(bytes.size()))) {
+    free(old);
+    if (memcmp(param.parameterValue, bytes.data(), bytes.size()) != 0) abort();
+    Read(param);
+  }
+  free(param.parameterValue);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -56,9 +87,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     free_rfAECommonConfigConfigParamArray(&copy);
   }
 
-  rfAECommonConfigConfigParam *found = nullptr;
   const std::string text = input.ConsumeRemainingBytesAsString();
-  getAEParameterinArray(&list, text.c_str(), &found);
+  Find(list, text);
+  Set(value, params[0].type, text);
+  getParameterBase(text.c_str());
   char *out = nullptr;
   if (SubAmbrelCommonConfigParamListIntoTokenString(text.c_str(), &list, &out)) free(out);
   return 0;

@@ -29,6 +29,16 @@ int32_t Build(const char *json, jsmntok_t *tokens, const char *, uint32_t count,
 }
 
 void Convert(const uint8_t *data, size_t size) {
+  // No type: it is nothing to print, to store or to convert.
+  const JsonTypedValue untyped = {};
+  JsonTypedValue nothing = {};
+  char *none = nullptr;
+  if (aeConvertJsonDateTypeToJsonDataType(&untyped, JSON_TYPE_INT32, &nothing) ||
+      getJsonDataTypeAsString(&untyped, &none) ||
+      aeStoreJsonDataTypeInAEByteArray(&untyped, &nothing))
+    abort();
+  const uint32_t named = aeStringDataTypeToEnum(g_path);
+  if (named > JSON_TYPE_HEX || aeGetJsonDataTypeSize(named) > 8) abort();
   for (uint32_t type = 0; type <= 13; ++type) {
     JsonTypedValue value = {};
     if (!aeConvertDataBytesToJsonDataType(type, data, static_cast<uint32_t>(size), &value))

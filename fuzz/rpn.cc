@@ -21,6 +21,26 @@ uint32_t GetParameterCount(void *) {
   return 3;
 }
 
+/// The exported operators: what a token is, and what it makes of two of the text's own numbers.
+void Operators(const std::string &text) {
+  TokenList tokens = {};
+  if (!tokenizeString(text.c_str(), " ", &tokens)) return;
+  float a = 0, b = 0;
+  for (int i = 0; i < tokens.count; ++i) {
+    uint32_t id = 0;
+    const int known = isOperator(tokens.tokens[i], &id);
+    if (known ? id >= RPN_OPERATOR_COUNT : id != RPN_NO_OPERATOR) abort();
+    uint8_t error = 2;
+    const float result = processOperand(id, &error, a, b);
+    if (error > 1 || (error == 1 && result != 0)) abort();
+    // Any id, too: some operators are the beginning of others, which no token gives.
+    processOperand(static_cast<uint32_t>(i) % (RPN_OPERATOR_COUNT + 2), nullptr, b, a);
+    a = b;
+    b = known ? result : strtof(tokens.tokens[i], nullptr);
+  }
+  FreeTokens(&tokens);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -46,11 +66,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
       !(std::isnan(from_text) && std::isnan(extended)))
     abort();
 
+  Operators(text);
+  RpnDataValue as_text = {static_cast<uint32_t>(size), RPN_TYPE_TEXT, {.uint64 = 0}};
+  std::string bytes = text;
+  as_text.value.text = bytes.data();
+  char *copy = nullptr;
+  if (getRPMDataTypeAsString(&as_text, &copy, 0)) free(copy);
+
   if (text_ok) {
     for (uint32_t type = 0; type <= 11; ++type) {
       RpnDataValue value = {};
       char *out = nullptr;
-      if (convertRPNFloatToDataType(type, &value, from_text) &&
+      if (!convertRPNFloatToDataType(type, &value, from_text)) value.dataType = type;
+      if (type != RPN_TYPE_TEXT &&
           getRPMDataTypeAsString(&value, &out, static_cast<uint32_t>(size)))
         free(out);
     }

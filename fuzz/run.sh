@@ -26,6 +26,7 @@ fuzz() { # TARGET[=SECONDS]
   [[ $1 != *=* ]] || seconds=${1#*=}
   local log=$folder/found/$target.log
   case $target in
+    walk_values) ;; # its deserializer releases what a repeated key replaces
     walk_* | store_file | node_tree | generic_parser | cuctl) leaks=0 ;;
   esac
   case $target in

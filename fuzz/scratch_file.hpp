@@ -2,9 +2,9 @@
 #ifndef COMMONUTILITIES_FUZZ_SCRATCH_FILE_HPP
 #define COMMONUTILITIES_FUZZ_SCRATCH_FILE_HPP
 
+#include <fcntl.h>
 #include <stddef.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -30,10 +30,10 @@ inline const std::string &ScratchFolder() {
 }
 
 inline std::string WriteScratchFile(const char *name, const uint8_t *data, size_t size) {
-  const std::string path = ScratchFolder() + "/" + name;
-  FILE *const file = fopen(path.c_str(), "wb");
-  if (file == nullptr || (size != 0 && fwrite(data, 1, size, file) != size)) abort();
-  fclose(file);
+  std::string path = ScratchFolder() + "/" + name;
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (file < 0 || write(file, data, size) != static_cast<ssize_t>(size)) abort();
+  close(file);
   return path;
 }
 

@@ -109,8 +109,9 @@ void AnyCalls(FuzzedDataProvider &input) {
     const std::string text = input.ConsumeRandomLengthString(32);
     rfStringElement element = {static_cast<uint32_t>(strlen(text.c_str())),
                                const_cast<char *>(text.c_str())};
+    // One element is read whatever the count is, but a copy reads as many as that.
     const rfStringArray array = {input.ConsumeIntegralInRange<uint32_t>(0, 4), &element};
-    switch (input.ConsumeIntegralInRange(0, 9)) {
+    switch (input.ConsumeIntegralInRange(0, 12)) {
       case 0:
         JsonStartObject(text.c_str(), &box);
         break;
@@ -138,6 +139,23 @@ void AnyCalls(FuzzedDataProvider &input) {
         break;
       case 8:
         serialize_rfStringArray(&array, text.c_str(), &array, 0, &box);
+        break;
+      case 10: {
+        rfCharArray copy = {};
+        const rfCharArray one = {array.count == 0 ? 0U : 1U, &element};
+        CloneRfCharArray(&one, &copy);
+        free_rfStringArray(&copy);
+        break;
+      }
+      case 11: {
+        char *copy = nullptr;
+        if (!SetJsonStringValue(text.c_str(), &copy)) abort();
+        JsonAddStringElement(&box, text.c_str(), copy);
+        free(copy);
+        break;
+      }
+      case 12:
+        JsonAddHexElement(&box, nullptr, input.ConsumeIntegral<uint64_t>());
         break;
       default:
         jsonAppendString(&box, text.data(), static_cast<uint32_t>(text.size()));
