@@ -106,7 +106,8 @@ CU_API uint32_t AmbrelUnloadChildLibrary(void *handle);
 /**
  * @brief Loads an action's plug-in, calls its method and unloads the plug-in again.
  *
- * The method gets a copy of the action's output parameters, not of its input parameters.
+ * The method gets a copy of the action's output parameters, not of its input parameters. A method
+ * in C++ should not throw: the exception reaches the caller, and the plug-in stays loaded.
  *
  * @param action the action.
  * @param first  passed to the method.

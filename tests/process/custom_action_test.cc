@@ -336,6 +336,20 @@ TEST_F(Executing, LeavesATextOfThePlugInsOwnBehindUnmapped) {
   output_.list[0].parameterValue = nullptr;  // points to where the plug-in was
 }
 
+TEST_F(Executing, LetsAnExceptionOfTheMethodThroughAndLeavesThePlugInLoaded) {
+  const std::string plugin = THROWING_PLUGIN;
+  file_ = std::filesystem::path(plugin).filename();
+  action_.plugin = file_.data();
+  char method[] = "throwTheFirst";
+  action_.methodname = method;
+  EXPECT_THROW(static_cast<void>(executeAmbrelCustomAction(&action_, 5, 1, &output_)), uint32_t);
+  EXPECT_EQ("kept", Output("spare"));
+  void *const handle = dlopen(plugin.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+  ASSERT_NE(nullptr, handle);
+  dlclose(handle);
+  dlclose(handle);  // what the call has not done
+}
+
 TEST_F(Executing, AgainAndAgainLoadsThePlugInAnew) {
   for (int i = 0; i < 20; ++i) {
     EXPECT_EQ(1U, Execute("fillOutputs"));
