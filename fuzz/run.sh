@@ -3,7 +3,7 @@
 # so many seconds, from the kept corpus on, as many at a time as there are processors. "all" stands for
 # those that are not named. New inputs stay in the build folder until keep.sh keeps them. Leaks are
 # looked for except where the interface loses memory by design: repeated keys. CU_SEED in the
-# environment is the seed.
+# environment is the seed. What is told of a target ends with its runs a second of processor time.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 folder=$(cd "$1" && pwd)
@@ -21,7 +21,7 @@ if [[ " $* " == *" all "* ]]; then
 fi
 
 fuzz() { # TARGET[=SECONDS]
-  local target=${1%=*} leaks=1 extra=() status=0
+  local target=${1%=*} leaks=1 extra=() status=0 user kernel
   local seconds=$seconds
   [[ $1 != *=* ]] || seconds=${1#*=}
   local log=$folder/found/$target.log
@@ -36,18 +36,29 @@ fuzz() { # TARGET[=SECONDS]
   ((seconds)) || length=(-runs=0) extra=()
   mkdir -p "$folder/found/$target"
   [[ ! -f $here/corpus/$target.tar.xz ]] || tar -xJf "$here/corpus/$target.tar.xz" -C "$folder/found/$target"
-  (cd "$folder/found" && ASAN_OPTIONS=detect_leaks=$leaks "$folder/fuzz_$target" \
-    -seed="${CU_SEED:-0}" "${length[@]}" -timeout=5 \
-    -rss_limit_mb=1024 -malloc_limit_mb=256 -max_len=65536 \
-    -print_final_stats=1 -dict="$here/documents.dict" "${extra[@]}" \
-    "$folder/found/$target") >"$log" 2>&1 || status=$?
+  local TIMEFORMAT='%U %S' # processor time: the machine may have other work
+  # The memory that AddressSanitizer holds back counts, so it is less than it would take by itself.
+  {
+    time env -C "$folder/found" "ASAN_OPTIONS=detect_leaks=$leaks:quarantine_size_mb=16" \
+      "$folder/fuzz_$target" -seed="${CU_SEED:-0}" "${length[@]}" -timeout=5 \
+      -rss_limit_mb=512 -malloc_limit_mb=64 -max_len=65536 \
+      -print_final_stats=1 -dict="$here/documents.dict" "${extra[@]}" \
+      "$folder/found/$target" >"$log" 2>&1
+  } 2>"$log.time" || status=$?
+  read -r user kernel <"$log.time"
   if ((status)); then
     tail -n 60 "$log"
     printf 'fuzz_%s FAILED\n' "$target"
     return 1
   fi
-  printf '== %s, %s s\n%s\n' "$target" "$seconds" \
-    "$(sed -nE 's/^stat::(number_of_executed_units|average_exec_per_sec): +/   \1 /p' "$log")"
+  awk -v target="$target" -v seconds="$seconds" -v user="$user" -v kernel="$kernel" '
+    /^stat::number_of_executed_units:/ { runs = $2 }
+    /^stat::peak_rss_mb:/ { peak = $2 }
+    END { time = user + kernel
+      told = sprintf("== %s, %d s\n   %d runs", target, seconds, runs)
+      if (seconds && time) told = told sprintf(" in %.0f s of processor time, %.0f a second, %d MB",
+        time, runs / time, peak)
+      print told }' "$log"
 }
 
 failed=0 running=0
