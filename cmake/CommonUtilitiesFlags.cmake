@@ -35,6 +35,10 @@ if(COMMONUTILITIES_SANITIZE)
     # clang tells apart when a callback is called.
     target_compile_options(commonutilities_options INTERFACE -fno-sanitize=function)
   endif()
+  if(COMMONUTILITIES_SANITIZE MATCHES "fuzzer")
+    target_compile_options(commonutilities_options INTERFACE
+      -fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/not-followed.txt)
+  endif()
 endif()
 # What the tests' programs are run with. A thread that is cancelled on a signal stack of its own is
 # lost to AddressSanitizer, and an emulator does not let it look for leaks.

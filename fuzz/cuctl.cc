@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -131,8 +132,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const int fd = open(Scratch().c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0 || dup2(fd, STDIN_FILENO) < 0) abort();
   close(fd);
-  // An expression is an argument, which ends at its first NUL.
-  const std::string text(reinterpret_cast<const char *>(data + 1), size - 1);
+  // An expression is an argument, which ends at its first NUL. Its trace shows the stack at each
+  // step, and so takes the square of its length.
+  constexpr size_t kLongestTraced = 300;
+  const std::string text(reinterpret_cast<const char *>(data + 1),
+                         std::min(size - 1, kLongestTraced));
   for (const auto &command : commands[kind])
     command->Run(kind == kExpressions ? " " + std::string(text.c_str()) : "");
   if (kind == kStores) DumpAndLoad();
