@@ -83,7 +83,8 @@ std::vector<uint8_t> Input::ReadUpTo(size_t most, bool *whole, Progress *progres
   constexpr size_t kStep = 65536;
   for (;;) {
     const size_t held = bytes.size();
-    bytes.resize(held + std::min(kStep, most + 1 - held));
+    const size_t room = bytes.capacity() > held ? bytes.capacity() - held : kStep;
+    bytes.resize(held + std::min({kStep, room, most + 1 - held}));
     const size_t got = Read(bytes.data() + held, bytes.size() - held);
     bytes.resize(held + got);
     if (progress != nullptr) progress->At(bytes.size());
