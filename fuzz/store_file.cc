@@ -103,6 +103,20 @@ void Exercise(const char *name, uint8_t steps) {
   }
 }
 
+/// A record in front of the others that is twice as long as what is read at a time.
+const std::string &LargeRecord() {
+  static const std::string record = [] {
+    AmbrelStorageEntry entry = {};
+    entry.format = AMBREL_STORAGE_FORMAT;
+    entry.id = 0x10000;
+    entry.valid = 1;
+    entry.length = 132000;
+    std::string made(reinterpret_cast<const char *>(&entry), kRecordHeader);
+    return made.append(entry.length, 'x');
+  }();
+  return record;
+}
+
 void WriteStore(const std::string &bytes) {
   cu_fuzz::WriteScratchFile("store", reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
 }
@@ -117,7 +131,7 @@ extern "C" int __wrap_mkstemp(char *path) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  const uint8_t steps = size < 2 ? 0 : data[1];
+  uint8_t steps = size < 2 ? 0 : data[1];
   std::string bytes(reinterpret_cast<const char *>(data), size);
   WriteStore(bytes);
   Exercise("store", steps & (kByRecord | kHeader));
@@ -128,21 +142,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static constexpr uint8_t kSound[kFileHeader] = {4, 0, 0, 0, 16,   0,    32,   0,
                                                   1, 0, 0, 0, 0x12, 0x57, 0x44, 0x32};
   memcpy(bytes.data(), kSound, sizeof kSound);
-  if (data[2] == 'L') {
-    // In front of the others, and twice as long as what is read at a time. It takes long too, so it
-    // is no step that every second input has.
-    AmbrelStorageEntry large = {};
-    large.format = AMBREL_STORAGE_FORMAT;
-    large.id = 0x10000;
-    large.valid = data[3] & 1;
-    large.length = 132000 + data[3];
-    std::string record(reinterpret_cast<const char *>(&large), kRecordHeader);
-    record.resize(kRecordHeader + large.length, 'x');
-    bytes.insert(kFileHeader, record);
-  }
-  uint32_t crc = 0;
-  ambrelstoragecrc32(bytes.data(), static_cast<uint32_t>(bytes.size()), &crc);
+  const bool large = data[2] == 'L';
+  std::string front(bytes, 0, kFileHeader);
+  if (large) front += LargeRecord();
+  // The checksum of what is in front is always one of the same two.
+  static uint32_t of_front[2] = {};
+  uint32_t &crc_of_front = of_front[large ? 1 : 0];
+  if (crc_of_front == 0)
+    ambrelstoragecrc32(front.data(), static_cast<uint32_t>(front.size()), &crc_of_front);
+  bytes.replace(0, kFileHeader, front);
+  uint32_t crc = crc_of_front;
+  ambrelstoragecrc32(bytes.data() + front.size(),
+                     static_cast<uint32_t>(bytes.size() - front.size()), &crc);
   memcpy(bytes.data() + 12, &crc, sizeof crc);
+  if (large) steps &= kCopy | kByRecord;  // the others take as long again, several times
   if (ambrel_crc32_for_byte(data[0]) == 0) abort();
   WriteStore(bytes);
   if (steps & kCopy) {
