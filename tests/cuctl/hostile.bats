@@ -150,7 +150,7 @@ for i in range(100000, 0, -1): print(f"[1 : 1 INFO ({i}00000000)]x")'; } >back
   expect 0 "1970-01-01 00:00:00.000000" log cat a.log
   has "2554-07-21 23:34:33.709551"
   expect_json 0 "log cat" log cat a.log
-  printf 'ambrelstorage 4\nrecord 1 1 1 ab 9223372036854775807 4294967295\nrecord 2 1 1 ab -9223372036854775808 0\nend 2\n' |
+  printf 'ambrelstorage 4\nrecord 1 1 1 ab 9223372036854775807 4294967295\nrecord 2 1 1 ab -9223372036854775808 0\nrecord 3 1 1 ab 9223372036854775807 0\nend 3\n' |
     cuctl store load a.db
   expect 0 "wall -9223372036854775808" store list a.db
   expect_json 0 "store list" store list a.db

@@ -93,10 +93,11 @@ std::string DateOf(const StoreRecord &record, const Options &options) {
   for (int64_t seconds = earliest / kSecondInUs - 1; seconds <= latest / kSecondInUs; ++seconds) {
     const int64_t base =
         static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(seconds) * 100000U));
-    const int64_t microseconds = record.header.wall_stamp - base;
+    int64_t microseconds = 0;  // the stamp may be any number
+    if (__builtin_sub_overflow(record.header.wall_stamp, base, &microseconds)) continue;
+    if (microseconds < 0 || microseconds >= kSecondInUs) continue;
     const int64_t moment = seconds * kSecondInUs + microseconds;
-    if (microseconds >= 0 && microseconds < kSecondInUs && moment >= earliest && moment <= latest)
-      return Time(seconds, microseconds * 1000, options);
+    if (moment >= earliest && moment <= latest) return Time(seconds, microseconds * 1000, options);
   }
   return "";
 }
