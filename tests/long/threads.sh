@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # threads.sh BUILD [seconds [seed]]: every case with threads or processes that work side by side, at
 # its full size, over and over for so many seconds each, in an order that the seed decides. What the
-# scheduler does is different each time; a round that takes five minutes has stalled.
+# scheduler does is different each time; a round that takes a quarter of an hour has stalled.
 set -euo pipefail
 # shellcheck source=tests/long/verdict.sh
 source "$(dirname "${BASH_SOURCE[0]}")/verdict.sh"
@@ -22,7 +22,7 @@ out=$(mktemp)
 trap 'rm -f "$out"' EXIT
 # round PROGRAM TESTS SEED: one time through. To run none of the tests is a failure as well.
 round() {
-  CU_TEST_FULL=1 timeout 300 "$build/tests/$1" --gtest_filter="$2" --gtest_brief=1 \
+  CU_TEST_FULL=1 timeout 900 "$build/tests/$1" --gtest_filter="$2" --gtest_brief=1 \
     --gtest_shuffle --gtest_random_seed=$(($3 % 99999 + 1)) >"$out" 2>&1 &&
     grep -q 'PASSED.* [1-9]' "$out"
 }
