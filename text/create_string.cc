@@ -67,13 +67,14 @@ int CreateStringWithArgs(const char *format, char **out, uint32_t expectedArgs, 
   uint32_t used_args = 0;
   va_list args;
   va_start(args, expectedArgs);
-  while (*format != '\0' && !text.failed()) {
+  while (*format != '\0') {
     const size_t plain = strcspn(format, "%");
     text.Append({format, plain});
     format += plain;
     if (*format == '\0' || *++format == '\0') break;  // a "%" at the end stands for nothing
-    if (!Convert(text, *format++, args) || text.failed()) continue;
-    if (++used_args > expectedArgs) puts("We have more args than we expected");
+    const bool counts = !text.failed() && Convert(text, *format++, args);
+    if (text.failed()) break;
+    if (counts && ++used_args > expectedArgs) puts("We have more args than we expected");
   }
   va_end(args);
   cu::Owned<char> string = text.Take();

@@ -26,10 +26,10 @@ class TextBuilder {
     length_ += piece.size();
   }
 
+  void Append(char character) { Append(std::string_view(&character, 1)); }
+
   /// Whether memory has run out.
   bool failed() const { return !text_; }
-
-  void Append(char character) { Append(std::string_view(&character, 1)); }
 
   /// The terminated text, or null when memory ran out.
   Owned<char> Take() {

@@ -155,6 +155,12 @@ TEST(TextWithoutMemory, CreateStringWithArgsSaysNothingOnceItHasFailed) {
     const Fault fault(Call::kMemory, call);
     EXPECT_EQ(CreateStringWithArgs(format.c_str(), &out, 0, std::string(2000, 's').c_str()), 0);
   }
+  {
+    // The growth is for the characters before the conversion.
+    const Fault fault(Call::kMemory, 2);
+    const std::string plain(1000, 't');
+    EXPECT_EQ(CreateStringWithArgs(("%s" + plain + "%q").c_str(), &out, 1, plain.c_str()), 0);
+  }
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(out, nullptr);
 }
