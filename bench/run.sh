@@ -11,7 +11,10 @@ rounds=15 json='' report=''
 families=()
 while (($#)); do
   case $1 in
-    --rounds) rounds=$2 && shift 2 ;;
+    --rounds)
+      [[ ${2-} =~ ^[1-9][0-9]*$ ]] || { printf 'bench: --rounds needs a number\n' >&2 && exit 2; }
+      rounds=$2 && shift 2
+      ;;
     --json) json=$2 && shift 2 ;;
     --report) report=yes && shift ;;
     -*) printf 'bench: no option "%s"\n' "$1" >&2 && exit 2 ;;

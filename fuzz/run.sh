@@ -1,23 +1,34 @@
 #!/usr/bin/env bash
 # run.sh FOLDER [seconds] [target[=seconds]...]: runs the fuzz targets, all or the named ones, each for
-# so many seconds, from the kept corpus on, as many at a time as there are processors. "all" stands for
-# those that are not named. New inputs stay in the build folder until keep.sh keeps them. Leaks are
+# so many seconds, 60 by default, from the kept corpus on, as many at a time as there are processors.
+# "all" stands for those that are not named. New inputs stay in the build folder until keep.sh keeps them. Leaks are
 # looked for except where the interface loses memory by design: repeated keys. CU_SEED in the
 # environment is the seed. What is told of a target ends with its runs a second of processor time.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 folder=$(cd "$1" && pwd)
-seconds=${2:-60}
-shift $(($# < 2 ? $# : 2))
+shift
+seconds=60
+if [[ ${1-} =~ ^[0-9]+$ ]]; then
+  seconds=$1
+  shift
+fi
 (($#)) || set -- all
+mapfile -t all < <(
+  find "$folder" -maxdepth 1 -name 'fuzz_*' -type f -executable -printf '%f\n' | sed 's/^fuzz_//' | sort)
 targets=()
 for target in "$@"; do
-  [[ $target == all ]] || targets+=("$target")
+  [[ $target != all ]] || continue
+  if [[ ! " ${all[*]} " == *" ${target%%=*} "* || ! $target =~ ^[a-z_0-9]+(=[0-9]+)?$ ]]; then
+    printf 'fuzz: no target "%s"; there are: %s\n' "$target" "${all[*]}" >&2
+    exit 2
+  fi
+  targets+=("$target")
 done
 if [[ " $* " == *" all "* ]]; then
-  while read -r target; do
+  for target in "${all[@]}"; do
     [[ " $* " == *" $target"[=\ ]* ]] || targets+=("$target")
-  done < <(find "$folder" -maxdepth 1 -name 'fuzz_*' -type f -executable -printf '%f\n' | sed 's/^fuzz_//' | sort)
+  done
 fi
 
 fuzz() { # TARGET[=SECONDS]

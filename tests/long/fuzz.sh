@@ -1,11 +1,18 @@
 #!/usr/bin/env bash
-# fuzz.sh BUILD [seconds [seed]]: every fuzz target of a build of the "fuzz" preset, for so many
-# seconds each, from the kept corpus on.
+# fuzz.sh BUILD [seconds [seed]]: every fuzz target of a build of the "fuzz" or the "fuzz-i386" preset,
+# for so many seconds each, from the kept corpus on. By default for what a release takes: 24 hours of
+# processor time in all, 5,083 s for each of 17 targets.
 set -euo pipefail
 # shellcheck source=tests/long/verdict.sh
 source "$(dirname "${BASH_SOURCE[0]}")/verdict.sh"
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-build=$1 seconds=${2:-600} seed=${3:-$(any_seed)}
+build=$1
+count=$(find "$build/fuzz" -maxdepth 1 -name 'fuzz_*' -type f -executable | wc -l)
+((count > 0)) || {
+  printf 'no fuzz target in %s\n' "$build/fuzz" >&2
+  exit 2
+}
+seconds=${2:-$(((24 * 3600 + count - 1) / count))} seed=${3:-$(any_seed)}
 
 status=0
 printf 'seed %d\n' "$seed"
