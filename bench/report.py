@@ -62,7 +62,7 @@ def host(library, rounds):
     name = platform.freedesktop_os_release()["PRETTY_NAME"]
     return "\n".join([
         f"- {processor[1] if processor else platform.machine()}, {os.cpu_count()} processors, "
-        f"Linux {platform.release()}, {name}, {' '.join(platform.libc_ver())}",
+        f"Linux {platform.release().split('-')[0]}, {name}, {' '.join(platform.libc_ver())}",
         f"- built by {'; '.join(sorted(compilers))}, `-O2 -DNDEBUG` (preset `release`)",
         f"- {rounds} rounds; load average when it ended: "
         + ", ".join(f"{load:.1f}" for load in os.getloadavg()),
