@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# check-hazards.sh DOCUMENT TABLE TESTS CASES [OTHER...]: every numbered entry of DOCUMENT has a test
-# in TABLE, which names no other number; the last column of every row of the document CASES names
+# check-hazards.sh DOCUMENT TABLE TESTS CASES [OTHER...]: every numbered entry of DOCUMENT says the
+# safe way, is found by a symptom, and has a test in TABLE, which names no other number; the last column of every row of the document CASES names
 # tests; and every test that TABLE, CASES or another document names is in a source below the folder
 # TESTS.
 set -euo pipefail
@@ -24,6 +24,10 @@ complain() { # TEXT LINES
 complain "no number and test in the row" "$(grep -vE '^R[0-9]+ [A-Za-z0-9_]+\.[A-Za-z0-9_]+$' <<<"$rows")"
 complain "number twice in the document" "$(uniq -d <<<"$entries")"
 complain "row twice" "$(sort <<<"$rows" | uniq -d)"
+complain "no safe way in the row" "$(grep -E '^\| R[0-9]+ \|' "$document" | grep -vE '^\| R[0-9]+ (\| [^|]+[^| ] ){2}\|$' || true)"
+listed=$(sed -nE 's/^\| [^|]+ \| (R[0-9]+(, R[0-9]+)*) \|$/\1/p' "$document" | tr -d ' ' | tr ',' '\n' | sort -u)
+complain "found by no symptom" "$(comm -23 <(sort <<<"$entries") <(printf '%s\n' "$listed"))"
+complain "a symptom of no entry" "$(comm -13 <(sort <<<"$entries") <(printf '%s\n' "$listed"))"
 numbers=$(cut -d' ' -f1 <<<"$rows" | sort -u)
 complain "without a test" "$(comm -23 <(sort <<<"$entries") <(printf '%s\n' "$numbers"))"
 complain "not in the document" "$(comm -13 <(sort <<<"$entries") <(printf '%s\n' "$numbers"))"
