@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <semaphore.h>
 #include <stdarg.h>
@@ -15,6 +16,8 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <set>
+#include <string>
 
 extern "C" {
 FILE *__real_fopen(const char *path, const char *mode);
@@ -31,9 +34,10 @@ std::atomic<bool> g_fired{false};
 std::atomic<int> g_error{0};
 std::atomic<bool> g_from_then{false};
 
-/// What was injected since the program began: faults that struck, and the calls that they failed.
-/// At the end a line with both is appended to the file that CU_FAULTS_FILE names. A forked child
-/// that ends by _exit() is not counted.
+/// What was injected since the program began: faults that struck, the calls that they failed, and
+/// the scenarios, which are the tests that went on from the first call to later ones. At the end a
+/// line with these is appended to the file that CU_FAULTS_FILE names. A forked child that ends by
+/// _exit() is not counted.
 class Tally {
  public:
   ~Tally() {
@@ -41,17 +45,29 @@ class Tally {
     if (path == nullptr) return;
     FILE *const file = __real_fopen(path, "a");
     if (file == nullptr) return;
-    fprintf(file, "%s memory %ld %ld other %ld %ld\n", program_invocation_short_name,
-            memory_.faults.load(), memory_.calls.load(), other_.faults.load(), other_.calls.load());
+    fprintf(file, "%s memory %ld %ld other %ld %ld scenarios %zu %zu\n",
+            program_invocation_short_name, memory_.faults.load(), memory_.calls.load(),
+            other_.faults.load(), other_.calls.load(), memory_.scenarios.size(),
+            other_.scenarios.size());
     __real_fclose(file);
   }
 
   void AddCall(Call call) { ++Of(call).calls; }
   void AddFault(Call call) { ++Of(call).faults; }
+  /// From the thread that runs the tests.
+  void AddStep(Call call, long k) {
+    const testing::TestInfo *const test = testing::UnitTest::GetInstance()->current_test_info();
+    if (test == nullptr || k == 0) return;
+    const std::string name = std::string(test->test_suite_name()) + '.' + test->name();
+    if (k == 1) Of(call).begun = name;
+    if (k > 1 && Of(call).begun == name) Of(call).scenarios.insert(name);
+  }
 
  private:
   struct Counts {
     std::atomic<long> faults{0}, calls{0};
+    std::string begun;
+    std::set<std::string> scenarios;
   };
   Counts &Of(Call call) { return call == Call::kMemory ? memory_ : other_; }
 
@@ -82,6 +98,7 @@ Fault::Fault(Call call, long k, int error, Reach reach) {
   g_fired = false;
   g_error = call == Call::kMemory ? ENOMEM : error;
   g_from_then = reach == Reach::kFromThen;
+  g_tally.AddStep(call, k);
   g_call.store(static_cast<int>(call), std::memory_order_release);
 }
 

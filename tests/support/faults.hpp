@@ -8,7 +8,7 @@
 //   }
 //
 // One Fault is active at a time, and it counts the calls of every thread. With CU_FAULTS_FILE in
-// the environment, the program appends to that file how many faults struck.
+// the environment, the program appends to that file how many faults struck, in how many scenarios.
 #ifndef COMMONUTILITIES_TESTS_SUPPORT_FAULTS_HPP
 #define COMMONUTILITIES_TESTS_SUPPORT_FAULTS_HPP
 

@@ -243,6 +243,39 @@ std::string TypedValues(const std::string &) {
   return results.text();
 }
 
+std::string NodeValues(const std::string &) {
+  const std::string text = ReadFile(kDocuments + "/monitor.json");
+  Results results;
+  results << parseJsonBuffer(
+      text.data(), static_cast<uint32_t>(text.size()), 0,
+      [](const char *json, jsmntok_t *tokens, const char *, uint32_t count, void *user) {
+        auto &values = *static_cast<Results *>(user);
+        JsonNode root = {};
+        values << CreateDictionary(json, tokens, count, &root);
+        uint32_t cursor = 0;
+        while (JsonNode *const rule = AmbrelGetNextElementInArray(&root, &cursor)) {
+          JsonNode *node = nullptr;
+          if (AmbrelFindJsonNode(rule, "enableRule", nullptr, &node) != 0) {
+            values << AmbrelGetValueFromElement(node);
+          }
+        }
+        return AmbrelFreeJsonNode(&root) - 1;
+      },
+      &results);
+  return results.text();
+}
+
+std::string DeepTree(const std::string &) {
+  std::string text;
+  for (int i = 0; i < 60; ++i) text += R"({"x":[1,)";
+  text += "2";
+  for (int i = 0; i < 60; ++i) text += "]}";
+  Results results;
+  results << parseJsonBuffer(text.data(), static_cast<uint32_t>(text.size()), 0, BuildTree,
+                             &results);
+  return results.text();
+}
+
 int32_t WalkGenerically(const char *json, jsmntok_t *tokens, const char *, uint32_t count,
                         void *user) {
   GenericParser(
@@ -319,6 +352,19 @@ std::string ValueArrays(const std::string &) {
   return results.text();
 }
 
+std::string ElementByElement(const std::string &) {
+  Results results;
+  rfStringArray strings = {};
+  rfLinkArray links = {};
+  for (const uint32_t index : {0, 1, 5, 20}) {
+    results << parseRfStringArray("a text", 0, 6, &strings, index) << strings.count;
+    results << parseRfLinkArray("/a/link", 0, 7, &links, index) << links.count;
+  }
+  free_rfStringArray(&strings);
+  free_rfStringArray(&links);
+  return results.text();
+}
+
 // --- containers, expressions
 // ----------------------------------------------------------------------
 
@@ -349,6 +395,24 @@ std::string Maps(const std::string &) {
     results << map_set_(&map, ("key " + std::to_string(i)).c_str(), &i, sizeof i);
   }
   results << map_get_numElements_(&map);
+  map_deinit_(&map);
+  return results.text();
+}
+
+std::string StringMap(const std::string &) {
+  Results results;
+  Map map = {};
+  map.keyType = MAP_KEY_STRING;
+  for (int i = 0; i < 20; ++i) {
+    results << map_set_(&map, ("a key longer than a word " + std::to_string(i)).c_str(), &i,
+                        sizeof i);
+  }
+  uint32_t count = 0;
+  void **const keys = map_get_keys_(&map, &count);
+  for (uint32_t i = 0; keys != nullptr && i < count; ++i) {
+    results.Take(static_cast<char *>(keys[i]));
+  }
+  free(keys);
   map_deinit_(&map);
   return results.text();
 }
@@ -413,6 +477,18 @@ std::string Expressions(const std::string &) {
   return results.text();
 }
 
+std::string ExpressionValues(const std::string &) {
+  Results results;
+  for (uint32_t type = 0; type < 12; ++type) {
+    RpnDataValue value = {};
+    char *text = nullptr;
+    results << convertRPNFloatToDataType(type, &value, 42.5);
+    results << getRPMDataTypeAsString(&value, &text, 2);
+    results.Take(text);
+  }
+  return results.text();
+}
+
 // --- configuration, platform
 // ----------------------------------------------------------------------
 
@@ -438,6 +514,65 @@ std::string Configuration(const std::string &) {
     free_rfAECommonConfigConfigParamArray(&copy);
   }
   aeFreeConfiguration(&config);
+  return results.text();
+}
+
+/// Parameters of the list's own, each given another value of each kind.
+std::string Parameters(const std::string &) {
+  Results results;
+  rfAECommonConfigConfigParamArray parameters = {};
+  results << ReadText(R"([{"parameterName":"a","parameterValue":"1","type":"int32"},)"
+                      R"({"parameterName":"b","parameterValue":"2","type":"string"}])",
+                      deserialize_rfAECommonConfigConfigParamArray, &parameters);
+  for (uint32_t i = 0; parameters.list != nullptr && i < parameters.count; ++i) {
+    rfAECommonConfigConfigParam &parameter = parameters.list[i];
+    for (int kind = 0; kind < 3; ++kind) {
+      char *const old = parameter.parameterValue;
+      results << (kind == 0   ? setAEParameterValue(&parameter, "text", 4)
+                  : kind == 1 ? setAEIntegerParameterValue(&parameter, -7)
+                              : setAEFloatParameterValue(&parameter, 2.5F));
+      if (parameter.parameterValue != old) free(old);
+      results << parameter.parameterValue;
+    }
+  }
+  free_rfAECommonConfigConfigParamArray(&parameters);
+  return results.text();
+}
+
+std::string ListOfConfigurations(const std::string &) {
+  Results results;
+  const std::string one = ReadFile(kDocuments + "/boardd.json");
+  rfAECommonConfigArray configurations = {};
+  results << ReadText("[" + one + "," + one + "]", deserialize_rfAECommonConfigArray,
+                      &configurations);
+  results << configurations.count;
+  free_rfAECommonConfigArray(&configurations);
+  return results.text();
+}
+
+std::string ListOfActions(const std::string &) {
+  Results results;
+  const std::string one = ReadFile(kDocuments + "/action.json");
+  AmbrelJsonCustomActionArray actions = {};
+  results << ReadText("[" + one + "," + one + "," + one + "]",
+                      deserialize_AmbrelJsonCustomActionArray, &actions);
+  results << actions.count;
+  for (uint32_t i = 0; actions.list != nullptr && i < actions.count; ++i) {
+    free(actions.list[i].action);
+    actions.list[i].action = nullptr;
+  }
+  free_AmbrelJsonCustomActionArray(&actions);
+  return results.text();
+}
+
+std::string ListOfFiles(const std::string &folder) {
+  Results results;
+  const std::string one = ReadFile(kDocuments + "/filedictionary.json");
+  WriteFile(folder + "/list.json", "[" + one + "," + one + "]");
+  rfAEFileDictionaryArray dictionaries = {};
+  results << ParserJSONFileDictionaryArray((folder + "/").c_str(), "list.json", &dictionaries);
+  results << dictionaries.count;
+  free_rfAEFileDictionaryArray(&dictionaries);
   return results.text();
 }
 
@@ -576,6 +711,58 @@ std::string PublishedMessages(const std::string &) {
   }
   DeInit_FlexMsgQueue(&queue);
   free(queue.subs);
+  return results.text();
+}
+
+/// More subscribers than there is room for at first, half of them with a filter, some of them gone.
+std::string Subscribers(const std::string &) {
+  Results results;
+  FlexMsgQueue queue = {};
+  results << Init_FlexMsgQueue(&queue, 2, 4, 0);
+  int odd = 1;
+  for (int i = 0; i < 12; ++i) {
+    uint32_t sub = 0;
+    results << (i % 2 == 0 ? registerFlexMsgQueueSubscriber(&queue, &sub)
+                           : registerFlexMsgQueueSubscriberWMatch(
+                                 &queue, &odd, [](void *, void *) { return 1; }, &sub));
+    if (i % 3 == 0) results << deRegisterFlexMsgQueueSubscriber(&queue, sub);
+  }
+  DeInit_FlexMsgQueue(&queue);
+  free(queue.subs);
+  return results.text();
+}
+
+std::string MessageEntries(const std::string &) {
+  Results results;
+  FlexMsgEntry *copy = nullptr;
+  char text[] = "a message";
+  results << createQueueEntry(text, sizeof text, &copy, nullptr);
+  FreeFlexMsgQueueEntry(copy, 1);
+  MessageQueue queue;
+  results << MessageQueueInit(&queue, 4);
+  results << MessageQueueAdd(&queue, text, sizeof text - 1);
+  MessageQueueIter iter = {};
+  MessageEntry *entry = nullptr, *clone = nullptr;
+  if (MessageQueueGetIter(&queue, &iter) == 0 && MessageQueueGetMessage(&iter, &entry) == 0) {
+    results << MessageQueueCloneEntry(entry, &clone);
+    if (clone != nullptr && MessageQueueAddEntry(&queue, clone) != 0) FreeMessageEntry(clone);
+    FreeMessageEntry(entry);
+  }
+  results << ClearMessageQueue(&queue);
+  MessageQueueDeInit(&queue);
+  return results.text();
+}
+
+std::string SimpleQueues(const std::string &) {
+  Results results;
+  for (const uint32_t capacity : {1, 8}) {
+    SimpleQueue queue = {};
+    results << init_simplequeue(&queue, capacity, 0);
+    int item = 0;
+    for (int i = 0; i < 4; ++i) results << insertSimpleQueueEntry(&queue, &item, 0);
+    while (deQueueSimpleEntry(&queue, 0) != nullptr) results << 1;
+    results << deinit_simplequeue(&queue);
+  }
   return results.text();
 }
 
@@ -736,22 +923,34 @@ const std::vector<Scenario> &MemoryScenarios() {
       {"TreeOfFiles", Tree<2>},
       {"TreeOfAnAction", Tree<3>},
       {"WideTree", WideTree},
+      {"DeepTree", DeepTree},
+      {"NodeValues", NodeValues},
       {"TypedValues", TypedValues},
       {"GenericWalk", GenericWalk},
       {"WrittenDocument", WrittenDocument},
       {"ValueArrays", ValueArrays},
+      {"ElementByElement", ElementByElement, true},
       {"Maps", Maps},
+      {"StringMap", StringMap},
       {"Stacks", Stacks},
       {"RingQueue", RingQueue},
       {"Expressions", Expressions},
+      {"ExpressionValues", ExpressionValues},
+      {"Parameters", Parameters, true},
       {"Configuration", Configuration, true},
+      {"ListOfConfigurations", ListOfConfigurations, true},
       {"Board", Board, true},
       {"Rules", Rules, true},
       {"Files", Files, true},
+      {"ListOfFiles", ListOfFiles, true},
       {"Actions", Actions, true},
+      {"ListOfActions", ListOfActions, true},
       {"Semaphores", Semaphores},
       {"FlexQueues", FlexQueues, true},
       {"PublishedMessages", PublishedMessages, true},
+      {"Subscribers", Subscribers, true},
+      {"MessageEntries", MessageEntries},
+      {"SimpleQueues", SimpleQueues},
       {"StoredMessages", StoredMessages},
       {"SmallStore", Store<3>},
       {"Store", Store<40>},
@@ -768,6 +967,7 @@ const std::vector<Scenario> &SystemScenarios() {
       {"Board", Board, true, true},
       {"Rules", Rules, true, true},
       {"Files", Files, true, true},
+      {"ListOfFiles", ListOfFiles, true, true},
       {"Actions", Actions, true, true},
       {"SmallStore", Store<3>},
       {"Store", Store<12>},
