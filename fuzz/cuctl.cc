@@ -1,4 +1,4 @@
-// Any bytes as what cuctl reads: the first byte selects the command.
+// Any bytes as what cuctl reads: the first byte selects the command line.
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
 #include <stdint.h>
@@ -55,12 +55,14 @@ const std::string &Scratch() {
   return path;
 }
 
+using Row = std::vector<std::unique_ptr<Command>>;
+
 constexpr size_t kStores = 1, kExpressions = 6;
 
-/// What is run on the input, one after the other, for each value of the first byte.
-std::vector<std::vector<std::unique_ptr<Command>>> Commands() {
+/// The command lines, those of a kind of input in a row.
+std::vector<Row> Commands() {
   const std::string in = Scratch(), out = cu_fuzz::ScratchFolder() + "/output";
-  std::vector<std::vector<std::unique_ptr<Command>>> all;
+  std::vector<Row> all;
   const auto row = [&](Add add, const std::vector<std::vector<std::string>> &lines) {
     all.emplace_back();
     for (const auto &words : lines) all.back().push_back(std::make_unique<Command>(add, words));
@@ -121,7 +123,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static auto commands = Commands();
   if (size == 0) return 0;
-  const size_t kind = data[0] % (commands.size() + 1);
+  const size_t kinds = commands.size() + 1;
+  const size_t kind = data[0] % kinds, line = data[0] / kinds;
   cu_fuzz::WriteScratchFile("input", data + 1, size - 1);
 
   if (kind == commands.size()) {
@@ -137,8 +140,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   constexpr size_t kLongestTraced = 300;
   const std::string text(reinterpret_cast<const char *>(data + 1),
                          std::min(size - 1, kLongestTraced));
-  for (const auto &command : commands[kind])
-    command->Run(kind == kExpressions ? " " + std::string(text.c_str()) : "");
-  if (kind == kStores) DumpAndLoad();
+  const Row &row = commands[kind];
+  const size_t choice = line % (row.size() + (kind == kStores ? 1 : 0));
+  if (choice == row.size())
+    DumpAndLoad();
+  else
+    row[choice]->Run(kind == kExpressions ? " " + std::string(text.c_str()) : "");
   return 0;
 }

@@ -1,5 +1,4 @@
-// The evaluators' short ways against the general ones, and both evaluators against models that go
-// through the public functions step by step: strtok_safe(), isOperator(), processOperand().
+// The evaluators' short ways against the general ones, and both evaluators against their models.
 #include <gtest/gtest.h>
 
 #include <stdio.h>
@@ -14,10 +13,13 @@
 #include "expr/rpn_numbers.hpp"
 #include "expr/rpn_operators.hpp"
 #include "include/rpn.h"
-#include "include/stringutils.h"
-#include "include/valueformat.h"
+#include "tests/expr/rpn_model.hpp"
 
 namespace {
+
+using cu_test::ModelExtended;
+using cu_test::ModelRpn;
+using cu_test::TextToNumber;
 
 TEST(FindOperator, AgreesWithTheTableForEveryShortToken) {
   const std::string alphabet = "+-*/^&|!<>=maxin?:%05.M\x01\x7F\xFF";
@@ -84,96 +86,6 @@ TEST(ReadPlainIndex, AgreesWithTheGeneralWay) {
     if (end != text.c_str() + text.size()) continue;
     ASSERT_EQ(index, cu::IndexOfText(text.c_str())) << text;
   }
-}
-
-double TextToNumber(const char *text) {
-  if (AmbrelGetParameterBaseOfString(text) != 16) return atof(text);
-  const long value = strtol(text, nullptr, 16);
-  return static_cast<float>(value > INT32_MAX   ? INT32_MAX
-                            : value < INT32_MIN ? INT32_MIN
-                                                : static_cast<int32_t>(value));
-}
-
-/// The steps that both evaluators share.
-class ModelStack {
- public:
-  std::optional<double> Pop() {
-    if (cells_.empty()) return std::nullopt;
-    const double cell = cells_.back();
-    cells_.pop_back();
-    return cell;
-  }
-  void Push(double cell) { cells_.push_back(cell); }
-
-  bool Operate(uint32_t id) {
-    uint8_t error = 0;
-    if (id == 7) {
-      const auto cell = Pop();
-      if (cell) Push(processOperand(id, &error, static_cast<float>(*cell), 0));
-      return true;
-    }
-    const auto b = Pop();
-    const auto a = Pop();
-    if (!a || !b) return false;
-    Push(processOperand(id, &error, static_cast<float>(*a), static_cast<float>(*b)));
-    return error == 0;
-  }
-
- private:
-  std::vector<double> cells_;
-};
-
-std::optional<double> ModelRpn(std::string expression, const std::vector<std::string> &parameters) {
-  ModelStack stack;
-  bool open = false;
-  char *save = nullptr;
-  for (char *token = strtok_safe(expression.data(), " ", &save); token != nullptr;
-       token = strtok_safe(nullptr, " ", &save)) {
-    uint32_t id;
-    if (!isOperator(token, &id)) {
-      const char *text = token;
-      if (*token == '%') {
-        const int number = atoi(token + 1);
-        if (number < 1 || number > static_cast<int>(parameters.size())) return std::nullopt;
-        text = parameters[static_cast<size_t>(number) - 1].c_str();
-      }
-      stack.Push(TextToNumber(text));
-    } else if (id == 18) {
-      const auto condition = stack.Pop();
-      if (!condition) return std::nullopt;
-      if (*condition == 0) strtok_safe(nullptr, ":", &save);
-      open = true;
-    } else if (id == 19) {
-      if (open) break;
-      return std::nullopt;
-    } else if (!stack.Operate(id)) {
-      return std::nullopt;
-    }
-  }
-  return stack.Pop();
-}
-
-std::optional<double> ModelExtended(const std::string &expression,
-                                    const std::vector<std::string> &parameters) {
-  ModelStack stack;
-  TokenList tokens = {};
-  if (!tokenizeString(expression.c_str(), " ", &tokens)) return std::nullopt;
-  bool done = true;
-  for (int i = 0; done && i < tokens.count; ++i) {
-    const char *const token = tokens.tokens[i];
-    uint32_t id;
-    if (isOperator(token, &id)) {
-      done = stack.Operate(id);
-    } else if (*token == '%') {
-      const int number = atoi(token + 1);
-      done = number >= 1 && number <= static_cast<int>(parameters.size());
-      if (done) stack.Push(TextToNumber(parameters[static_cast<size_t>(number) - 1].c_str()));
-    } else {
-      stack.Push(TextToNumber(token));
-    }
-  }
-  FreeTokens(&tokens);
-  return done ? stack.Pop() : std::nullopt;
 }
 
 /// A text of operators, numbers, parameters and blanks, most of it sensible.
