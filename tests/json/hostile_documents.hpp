@@ -279,6 +279,24 @@ inline std::string Repeated(const std::string &piece, size_t times) {
   return text;
 }
 
+/// An object with so many members, from "k0" on, each with its number.
+inline std::string ManyMembers(size_t count) {
+  std::string text = "{";
+  text.reserve(count * 18);
+  for (size_t i = 0; i < count; ++i)
+    text += (i == 0 ? "\"k" : ",\"k") + std::to_string(i) + "\":" + std::to_string(i);
+  return text + "}";
+}
+
+/// An object with one member so many times, each with its number for a text.
+inline std::string EqualKeys(const std::string &key, size_t count) {
+  std::string text = "{";
+  text.reserve(count * (key.size() + 13));
+  for (size_t i = 0; i < count; ++i)
+    text += (i == 0 ? "\"" : ",\"") + key + "\":\"" + std::to_string(i) + "\"";
+  return text + "}";
+}
+
 /// Large and deep ones, and every key with every type of value.
 inline std::vector<HostileDocument> GeneratedDocuments() {
   std::vector<HostileDocument> documents;

@@ -20,4 +20,12 @@
 #define CU_THREAD_SANITIZER 0
 #endif
 
+/// Whether the test runs at this machine's own speed: nothing checks each access or emulates each
+/// step.
+#if CU_ADDRESS_SANITIZER || CU_THREAD_SANITIZER || defined(__arm__)
+#define CU_OWN_SPEED 0
+#else
+#define CU_OWN_SPEED 1
+#endif
+
 #endif
