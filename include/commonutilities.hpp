@@ -222,14 +222,21 @@ class Logger {
 
   /** Switches output on again after the file has started over. For the main loop. */
   static void keepAlive() noexcept {
-    const DBGLogCtrl *block = DbgLog_GetEnabledLogger();
-    if (block == nullptr || block->logFile == nullptr ||
-        __atomic_load_n(&block->loggingEnabled, __ATOMIC_RELAXED))
-      return;
+    DBGLogCtrl *block = DbgLog_GetEnabledLogger();
+    if (block == nullptr || __atomic_load_n(&block->loggingEnabled, __ATOMIC_RELAXED)) return;
+    if (!hasFile(*block)) return; /* it is its settings that keep it silent */
     DbgLog_ChangeLogSettings(__atomic_load_n(&block->logLevelMask, __ATOMIC_RELAXED));
   }
 
  private:
+  /* Other threads close and open the file under the lock. */
+  static bool hasFile(DBGLogCtrl &block) noexcept {
+    pthread_mutex_lock(&block.lock);
+    const bool open = block.logFile != nullptr;
+    pthread_mutex_unlock(&block.lock);
+    return open;
+  }
+
   bool held_ = false;
 };
 
@@ -239,9 +246,21 @@ class Logger {
 class Configuration : public Record<rfAECommonConfig, aeFreeConfiguration> {
  public:
   Configuration() noexcept = default;
-  explicit Configuration(const char *path) noexcept
-      : loaded_(aeloadConfiguration(path, get()) == 1) {}
+  explicit Configuration(const char *path) noexcept { load(path); }
   explicit operator bool() const noexcept { return bool(loaded_); }
+
+  /** Loads a document in place of the one that it holds; false, and empty, when that fails. */
+  bool load(const char *path) noexcept {
+    reset();
+    loaded_ = Flag(aeloadConfiguration(path, get()) == 1);
+    if (!loaded_) reset();
+    return bool(loaded_);
+  }
+  /** Releases the document: empty, and ready for another load(). */
+  void reset() noexcept {
+    Record::reset();
+    loaded_ = Flag();
+  }
 
   /** A parameter, or null. */
   rfAECommonConfigConfigParam *find(const char *group, const char *name) const noexcept {
@@ -353,13 +372,24 @@ class JsonElements {
 class JsonTree : public Record<JsonNode, AmbrelFreeJsonNode> {
  public:
   JsonTree() noexcept = default;
-  explicit JsonTree(std::string_view document) noexcept {
+  explicit JsonTree(std::string_view document) noexcept { load(document); }
+  explicit operator bool() const noexcept { return bool(built_); }
+
+  /** Builds a document's tree in place of the one that it holds; false, and empty, on failure. */
+  bool load(std::string_view document) noexcept {
+    reset();
     const auto build = [this](const char *json, jsmntok_t *tokens, std::uint32_t count) noexcept {
       return CreateDictionary(json, tokens, count, get()) > 0;
     };
     built_ = Flag(parseText(document, build));
+    if (!built_) reset();
+    return bool(built_);
   }
-  explicit operator bool() const noexcept { return bool(built_); }
+  /** Releases the tree: empty, and ready for another load(). */
+  void reset() noexcept {
+    Record::reset();
+    built_ = Flag();
+  }
 
   /** The node at a path, or null. */
   JsonNode *find(const char *path) noexcept {
@@ -466,6 +496,8 @@ class ValueMap : public Record<Map, map_deinit_> {
                      : sizeof(Key) == 4 ? MAP_KEY_U32
                                         : MAP_KEY_U64;
   }
+  /** Removes all entries. */
+  void reset() noexcept { map_deinit_(get()); }
   bool set(Argument key, const T &value) noexcept {
     return map_set_(get(), address(key), &value, sizeof value) == 0;
   }
@@ -623,6 +655,8 @@ class TableQueue {
  public:
   explicit TableQueue(std::uint32_t capacity) noexcept : queue_(new (std::nothrow) FlexQueue()) {
     init_Flexqueue(get(), capacity, 0);
+    /* Without memory for its arrays it is a queue all the same, but one that takes nothing. */
+    if (queue_ && (queue_->slots == nullptr || queue_->subscribers == nullptr)) queue_.reset();
   }
   explicit operator bool() const noexcept { return queue_ != nullptr; }
   /** Takes @p data over on success; leaves it alone when the table is full. */
@@ -814,8 +848,12 @@ class RecordStore {
     entry->length = size;
     return saveAmbrelStorageDeviceUpdateEntry(get(), entry, 1, 1) != 0;
   }
-  /** The entries in memory; superseded ones, too. Use them under the lock. */
+  /**
+   * The entries in memory; superseded ones, too. Use them under the lock. Elements are null where
+   * FreeAllAmbrelStorageEntries() or a lack of memory has cost the entries before them.
+   */
   ListView<AmbrelStorageEntry *> entries() const noexcept {
+    if (!engine_) return {nullptr, 0};
     return {engine_->entries, engine_->entryCount};
   }
   bool saveAll() noexcept { return saveAllAmbrelStorageEntries(get(), 0) != 0; }
@@ -889,11 +927,8 @@ class SharedRecord {
   SharedRecord(const char *name, const char *lock, std::uint8_t create) noexcept {
     SharedMemorySegment *segment = nullptr;
     if (!aeInitializeSharedMemory(name, lock, create, 1, sizeof(T), &segment)) return;
-    if (segment->base == MAP_FAILED) { /* told by the base alone */
-      std::free(segment);
-      return;
-    }
     segment_.reset(segment);
+    if (segment->base == MAP_FAILED) segment_.reset(); /* told by the base alone */
   }
   struct Close {
     void operator()(SharedMemorySegment *segment) const noexcept {

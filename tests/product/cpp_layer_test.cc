@@ -8,10 +8,12 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <type_traits>
 
 namespace {
@@ -179,6 +181,34 @@ TEST_F(Layer, LoggerSpeaksAgainAfterItsFileStartedOver) {
   EXPECT_EQ(1, DbgLog_GetEnabledLogger()->loggingEnabled);
 }
 
+TEST_F(Layer, LoggerStaysSilentWithoutItsSettings) {
+  const cu::Logger log(path("none.logenable").c_str(), path("demo.log").c_str(), 1024, DBGLOG_INFO);
+  ASSERT_TRUE(log);
+  cu::Logger::keepAlive();
+  EXPECT_EQ(0, DbgLog_GetEnabledLogger()->loggingEnabled);
+  EXPECT_EQ(nullptr, DbgLog_GetEnabledLogger()->logFile);
+}
+
+// The file starts over every few lines, each time by another thread.
+TEST_F(Layer, LoggerIsKeptAliveWhileOthersLog) {
+  const std::string settings = write("demo.logenable", "LOGLEVEL: 255\nCONSOLE: false\n");
+  const cu::Logger log(settings.c_str(), path("demo.log").c_str(), 256, 0xFF);
+  std::atomic<int> logging{2};
+  const auto write_lines = [&logging] {
+    for (int i = 0; i < 500; ++i) {
+      DbgLog_DumptoLog(DBGLOG_INFO, "line %d\n", i);
+      DbgLog_ChangeLogSettings(0xFF);
+    }
+    --logging;
+  };
+  std::thread one(write_lines), two(write_lines);
+  while (logging != 0) cu::Logger::keepAlive();
+  one.join();
+  two.join();
+  cu::Logger::keepAlive();
+  EXPECT_EQ(1, __atomic_load_n(&DbgLog_GetEnabledLogger()->loggingEnabled, __ATOMIC_RELAXED));
+}
+
 TEST_F(Layer, ConfigurationReadsByType) {
   const std::string document = write("config.json", R"({"ipcName":"/demo","ConfigObj":[
     {"parameterGroup":"net","ConfigParam":[
@@ -215,6 +245,22 @@ TEST_F(Layer, ConfigurationReadsByType) {
   EXPECT_FALSE(cu::Configuration(path("absent.json").c_str()));
 }
 
+TEST_F(Layer, ConfigurationIsEmptyBetweenTwoLoads) {
+  const std::string first = write("first.json", R"({"ipcName":"/first"})");
+  const std::string second = write("second.json", R"({"ipcName":"/second"})");
+  cu::Configuration config(first.c_str());
+  config.reset();
+  EXPECT_FALSE(config);
+  EXPECT_EQ("", cu::text(config->ipcName));
+  EXPECT_TRUE(config.load(first.c_str()));
+  EXPECT_TRUE(config.load(second.c_str()));
+  EXPECT_TRUE(config);
+  EXPECT_EQ("/second", cu::text(config->ipcName));
+  EXPECT_FALSE(config.load(path("absent.json").c_str()));
+  EXPECT_FALSE(config);
+  EXPECT_EQ("", cu::text(config->ipcName));
+}
+
 TEST(JsonTree, FindsAndWalks) {
   cu::JsonTree built(R"({"board":{"name":"carrier","slots":[{"id":4},{"id":7}]}})");
   ASSERT_TRUE(built);
@@ -232,6 +278,21 @@ TEST(JsonTree, FindsAndWalks) {
   EXPECT_EQ("47", ids);
   for (const JsonNode &none : tree.elements("board/name")) FAIL() << none.kind;
   EXPECT_FALSE(cu::JsonTree(R"({"a":)"));
+}
+
+TEST(JsonTree, IsEmptyBetweenTwoLoads) {
+  cu::JsonTree tree(R"({"a":1})");
+  tree.reset();
+  EXPECT_FALSE(tree);
+  EXPECT_EQ(nullptr, tree.find("a"));
+  EXPECT_TRUE(tree.load(R"({"a":1})"));
+  EXPECT_TRUE(tree.load(R"({"b":2})"));
+  EXPECT_TRUE(tree);
+  EXPECT_FALSE(tree.value("a"));
+  EXPECT_EQ("2", tree.value("b"));
+  EXPECT_FALSE(tree.load(R"({"c":)"));
+  EXPECT_FALSE(tree);
+  EXPECT_EQ(nullptr, tree.find("b"));
 }
 
 TEST(ParseText, GivesTheCallablesAnswer) {
@@ -305,6 +366,28 @@ TEST(ValueMap, HasKeysOfEachType) {
   std::string keys;
   limits.each([&](const char *key, uint32_t) { keys += key; });
   EXPECT_EQ("cpu", keys);
+}
+
+template <class Key>
+void emptyAndRefill(typename cu::ValueMap<Key, int>::Argument one,
+                    typename cu::ValueMap<Key, int>::Argument two, uint32_t keyType) {
+  cu::ValueMap<Key, int> map;
+  EXPECT_TRUE(map.set(one, 1));
+  map.reset();
+  EXPECT_EQ(keyType, map->keyType);
+  EXPECT_EQ(0U, map.size());
+  EXPECT_FALSE(map.find(one));
+  EXPECT_TRUE(map.set(one, 2));
+  EXPECT_TRUE(map.set(two, 3));
+  EXPECT_EQ(2, map.find(one));
+  EXPECT_EQ(3, map.find(two));
+}
+
+TEST(ValueMap, KeepsItsTypeOfKeysWhenItIsEmptied) {
+  emptyAndRefill<uint16_t>(1, 0xFFF0, MAP_KEY_U16);
+  emptyAndRefill<uint32_t>(1, 0xFFFFFFF0U, MAP_KEY_U32);
+  emptyAndRefill<uint64_t>(1, 0x100000001U, MAP_KEY_U64);  // the same low halves
+  emptyAndRefill<std::string>("a", "b", MAP_KEY_STRING);
 }
 
 TEST(PointerStack, HandsBackWhatWasPushed) {
@@ -434,7 +517,20 @@ TEST_F(Layer, RecordStoreSurvivesARestart) {
     EXPECT_EQ(static_cast<uint32_t>(run), store.entries()[static_cast<std::size_t>(run)]->id);
   }
   EXPECT_EQ(before, openDescriptors());
-  EXPECT_FALSE(cu::RecordStore("events.db", path("no/such").c_str(), path("backup").c_str()));
+  const cu::RecordStore none("events.db", path("no/such").c_str(), path("backup").c_str());
+  EXPECT_FALSE(none);
+  EXPECT_TRUE(none.entries().empty());
+}
+
+TEST_F(Layer, RecordStoreHasEmptyPlacesForEntriesThatWereFreed) {
+  cu::RecordStore store("events.db", path("store").c_str(), path("backup").c_str());
+  ASSERT_TRUE(store.append("event", 6));
+  ASSERT_EQ(1U, FreeAllAmbrelStorageEntries(store.get(), 0));
+  EXPECT_TRUE(store.entries().empty());
+  ASSERT_TRUE(store.append("other", 6));
+  ASSERT_EQ(2U, store.entries().size());
+  EXPECT_EQ(nullptr, store.entries()[0]);
+  EXPECT_STREQ("other", reinterpret_cast<const char *>(store.entries()[1]->payload));
 }
 
 TEST(SharedRecord, IsSeenThroughASecondHandle) {
