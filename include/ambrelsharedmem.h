@@ -11,12 +11,12 @@
  *
  * SharedMemorySegment *segment = NULL;
  * if (!aeInitializeSharedMemory(kName, "board.lock", 1, 1, sizeof(Readings), &segment)) return;
- * if (segment->base == MAP_FAILED) { free(segment); return; }   // told by base alone
- * if (aeLockSharedMemory(segment, 50)) {                  // gives up after some 50 ms
+ * if (segment->base != MAP_FAILED &&                      // a failed mapping is told by base alone
+ *     aeLockSharedMemory(segment, 50)) {                  // gives up after some 50 ms
  *   aeWriteSharedMemory(segment, &readings, sizeof readings);
  *   aeUnLockSharedMemory(segment);
  * }
- * aeDeInitializeSharedMemory(segment);
+ * aeDeInitializeSharedMemory(segment);                    // also after a failed mapping
  * free(segment);                                          // the record is the caller's
  * @endcode
  *
@@ -26,7 +26,9 @@
  *
  * **What surprises users.**
  * - A failed mapping is not a failure of aeInitializeSharedMemory(): it returns 1, and `base` is
- *   `MAP_FAILED`. A size of 0 is such a case. Reading and writing then give 0.
+ *   `MAP_FAILED`. A size of 0 is such a case. Reading and writing then give 0. Release the segment
+ *   as any other, with aeDeInitializeSharedMemory() and free(): the lock of one that was to be
+ *   created has its name until then.
  * - Creating takes over an object that exists already, whoever made it, with its content; only its
  *   size is set anew. So with the lock: one left locked stays locked.
  * - Never create a segment anew with a smaller size while others have it open: their next read or

@@ -18,8 +18,9 @@ static int open_segment(int create, SharedMemorySegment **segment) {
   if (!aeInitializeSharedMemory(SEGMENT_NAME, LOCK_NAME, create ? 1 : 0, 1,
                                 sizeof(struct shared_readings), segment))
     return -1;
-  /* A failed mapping is told by the base alone. */
+  /* A failed mapping is told by the base alone. The lock's name is there all the same. */
   if ((*segment)->base != MAP_FAILED) return 0;
+  aeDeInitializeSharedMemory(*segment);
   free(*segment);
   *segment = NULL;
   return -1;

@@ -23,6 +23,7 @@ static SharedMemorySegment *open_segment(uint8_t create) {
   if (!aeInitializeSharedMemory(MEMORY, LOCK, create, 1, sizeof(struct readings), &segment))
     return NULL;
   if (segment->base != MAP_FAILED) return segment; /* only the base tells of a failed mapping */
+  aeDeInitializeSharedMemory(segment);             /* the lock's name is there all the same */
   free(segment);
   return NULL;
 }
