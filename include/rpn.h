@@ -18,7 +18,9 @@
  * | & \|           | bitwise, of the values as unsigned 64-bit integers |
  * | ! (on a alone) | 1 when a as an unsigned 64-bit integer is 0, else 0 |
  * | << >>          | shifts of unsigned 64-bit integers, by the low 8 bits of b; 64 on give 0 |
- * | >= <= == !=    | 1 or 0; but see below |
+ * | >= <=          | both: 1 when a is *greater* than b, else 0; see below |
+ * | ==             | 1 when a equals b, else 0 |
+ * | !=             | "!" of b alone; see below |
  * | max min        | the larger, the smaller |
  * | ? and :        | "condition ? first : second", in doRPN() alone |
  *
@@ -30,11 +32,13 @@
  *
  * **What surprises users.** A token is an operator as soon as it and an operator's name agree over
  * the length of the shorter one, and the first such operator counts:
- * - ">" is ">>" and "<" is "<<": to compare, use ">=" and "<=".
- * - ">=" is the operator ">", which compares the values as unsigned integers: "5 5 >=" is 0, "5.5 5
- *   >=" is 0, and negative values count as 0.
- * - "<=" is the operator "<", which answers whether a is *greater* than b: "5 3 <=" is 1.
- * - "!=" is "!", which looks at one value alone.
+ * - ">" is ">>" and "<" is "<<": both shift.
+ * - ">=" is the operator ">", which answers whether a is greater than b, both as unsigned integers:
+ *   "5 5 >=" and "5.5 5 >=" are 0, and negative values count as 0.
+ * - "<=" is the operator "<", which also answers whether a is *greater* than b, of the values as
+ *   they are: "5 3 <=" and "5.5 5 <=" are 1, "5 5 <=" is 0. For "a is less than b" write
+ *   "b a <=", for "a is at least b" "b a <= !".
+ * - "!=" is "!", which looks at one value alone. For "a differs from b" write "a b == !".
  * - Negative numbers cannot be written ("-5" is a subtraction); write "0 5 -" or pass a parameter.
  * - A result is exact in 24 bits only. Whatever is no number counts as 0.
  * - Blanks count: the end of "5 3 +  " (two blanks) is one more, empty token, which is the

@@ -46,6 +46,11 @@ INSTANTIATE_TEST_SUITE_P(ReadAsAnotherOperator, DoRpnTest,
                          testing::Values(Row{"5 3 <", 40}, Row{"40 3 >", 5}, Row{"5 3 <=", 1},
                                          Row{"3 5 <=", 0}, Row{"3 3 <=", 0}, Row{"5 3 >=", 1},
                                          Row{"5 5 >=", 0}, Row{"5.9 5 >=", 0},
+                                         // "<=" and what is made of it
+                                         Row{"5.9 5 <=", 1}, Row{"5 5.9 <=", 0},
+                                         Row{"0 3 - 0 5 - <=", 1}, Row{"0 3 - 0 5 - >=", 0},
+                                         Row{"5 5 <= !", 1}, Row{"5.9 5 <= !", 0},
+                                         Row{"5 3 == !", 1}, Row{"3 3 == !", 0},
                                          // "!=" is "!": it looks at the 3 alone and leaves the 5
                                          Row{"5 3 !=", 0}, Row{"5 3 != +", 5}, Row{"0 5 -3", -5}));
 
