@@ -17,13 +17,14 @@
  * // ... start a thread that calls AmbrelStorageEngineContollerMaintenance(store) ...
  *
  * AmbrelStorageEntry *event = NULL;
- * ambrelStorageLock(store, 0);
- * if (AddAndCreateAmbrelStorageEntryInArray(store, &event, 1)) {
- *   event->payload = (uint8_t *)strdup("fan 3 failed");   // malloc memory; the entry owns it now
- *   event->length = event->payload ? 12 : 0;
- *   saveAmbrelStorageDeviceUpdateEntry(store, event, 1, 1);
+ * if (ambrelStorageLock(store, 0)) {          // 0 when another thread kept the lock too long
+ *   if (AddAndCreateAmbrelStorageEntryInArray(store, &event, 1)) {
+ *     event->payload = (uint8_t *)strdup("fan 3 failed");   // malloc memory; the entry owns it now
+ *     event->length = event->payload ? 12 : 0;
+ *     saveAmbrelStorageDeviceUpdateEntry(store, event, 1, 1);
+ *   }
+ *   ambrelStorageUnLock(store, 0);
  * }
- * ambrelStorageUnLock(store, 0);
  * @endcode
  *
  * **Conventions.** Functions return 1 for success and 0 for failure, also for a null engine, entry
