@@ -92,7 +92,7 @@ typedef struct rfAECommonConfigArray {
  * @param path   the document.
  * @param config the caller's record; released with aeFreeConfiguration().
  * @return 1 when the file was read; 0 when it is missing or malformed, and @p config is then
- * cleared all the same. Null arguments give 0 and touch nothing.
+ *         cleared all the same. Null arguments give 0 and touch nothing.
  *
  * @note Loading over a record that holds a configuration loses its memory: aeFreeConfiguration() it
  *       first. See parseJson() for what a malformed document costs.

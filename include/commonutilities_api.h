@@ -5,7 +5,8 @@
  * Conventions that hold for every header of the library:
  *
  * - Functions are plain C functions over plain records, usable from C99 and C++.
- * - Memory that a function hands out comes from malloc() and is the caller's to free().
+ * - Memory that a function hands out comes from malloc() and is the caller's to free(), unless its
+ *   comment names another owner.
  * - Records are the caller's own memory; a record's fields stand in a fixed order, and daemons may
  *   read and write them.
  * - A null required argument gives the function's failure result unless its comment says otherwise.

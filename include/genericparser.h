@@ -25,11 +25,11 @@
  *   tokens to another walk.
  * - Counters have 8 bits: after 256 elements they start over.
  * - The value callback may move the walk through its `index`; a callback that moves it back makes
- * the walk go there again, for ever if it always does.
+ *   the walk go there again, for ever if it always does.
  * - The walk knows the shape that it was made for, an object with a key that holds an array of
  *   objects. Values of plain arrays are not reported as elements, and other shapes may be reported
  *   under another parent key than one expects. For any other document build a node tree
- * (jsonnode.h).
+ *   (jsonnode.h).
  */
 #ifndef COMMONUTILITIES_GENERICPARSER_H
 #define COMMONUTILITIES_GENERICPARSER_H
@@ -96,7 +96,7 @@ typedef struct ConversionTable {
  * @param valueCallback called for each scalar property.
  * @return 0; 1 when @p label, @p record or another pointer is null (nothing is reported), or when
  *         the document needs more than GENERIC_PARSER_CONTAINERS tracked containers (what came
- * before has been reported).
+ *         before has been reported).
  */
 CU_API int GenericParser(const char *json, jsmntok_t *tokens, const char *label, int32_t tokenCount,
                          void *record, GenericNextRecord nextRecord,

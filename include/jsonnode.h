@@ -30,7 +30,7 @@
  *
  * **What surprises users.**
  * - Texts are kept as written: no escape is resolved, and `"5"` and `5` differ only in their
- * origin.
+ *   origin.
  * - Of members with equal names the last one counts.
  * - A path goes through objects only; use AmbrelFindElementInArray() for the elements of arrays.
  * - AmbrelFindElementInArray() gives the node that the path leads to, not the element.
@@ -147,12 +147,12 @@ CU_API char *AmbrelGetValueFromElement(const JsonNode *node);
  * @param root     where the path begins.
  * @param path     names with "/" between them; "" is the root itself. It is split as
  *                 tokenizeString() does: one "/" in front or at the end is skipped, and "//a" is
- * the single name "/a".
+ *                 the single name "/a".
  * @param expected when not null, a value found must have this text. Objects and arrays are found
  *                 whatever is expected.
  * @param out      receives the node, which belongs to the tree.
  * @return 1; 0 with @p out left alone when there is no such node, the path leads through an array
- * or a value, it has more than 255 names, or for a null root, path or out.
+ *         or a value, it has more than 255 names, or for a null root, path or out.
  */
 CU_API int AmbrelFindJsonNode(JsonNode *root, const char *path, const char *expected,
                               JsonNode **out);
@@ -164,7 +164,7 @@ CU_API int AmbrelFindJsonNode(JsonNode *root, const char *path, const char *expe
  * @param path      as for AmbrelFindJsonNode(), from the element on.
  * @param expected  as for AmbrelFindJsonNode().
  * @return the node found there, which for a @p path other than "" lies inside the element; null
- * when no element matches, for any other kind of node or a null argument.
+ *         when no element matches, for any other kind of node or a null argument.
  */
 CU_API JsonNode *AmbrelFindElementInArray(JsonNode *arrayNode, const char *path,
                                           const char *expected);
@@ -208,7 +208,7 @@ CU_API uint32_t aeGetJsonDataTypeSize(uint32_t type);
  *               is a new terminated copy, the caller's to free(); what was there before is not
  *               freed.
  * @return 1; 0 for a null argument, a @p length of 0 or another type, with nothing stored; 0 for
- * too few bytes or without memory.
+ *         too few bytes or without memory.
  */
 CU_API CU_MUST_USE int aeConvertDataBytesToJsonDataType(uint32_t type, const uint8_t *bytes,
                                                         uint32_t length, JsonTypedValue *value);
@@ -220,7 +220,7 @@ CU_API CU_MUST_USE int aeConvertDataBytesToJsonDataType(uint32_t type, const uin
  * @param byteArray receives type JSON_TYPE_STRING, which is set even on failure, and the length and
  *                  a new terminated copy of the bytes, the caller's to free().
  * @return 1; 0 for a null argument, another type than those of JsonDataType, bytes that are null,
- * or without memory.
+ *         or without memory.
  */
 CU_API CU_MUST_USE int aeStoreJsonDataTypeInAEByteArray(const JsonTypedValue *value,
                                                         JsonTypedValue *byteArray);

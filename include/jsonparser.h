@@ -114,12 +114,12 @@ enum JsonPrimitiveKind {
  * @param callback its result is ignored.
  * @param user     passed to the callback; may be null.
  * @return 1 when the callback was called, else 0: a missing or unreadable file, a malformed
- * document and a null @p path or @p callback look the same.
+ *         document and a null @p path or @p callback look the same.
  *
  * @note A document that jsmn refuses leaves one descriptor open and its token array allocated,
- * every time; a comma before a closing brace and a lack of memory lose nothing. An empty file, and
- *       a device or kernel file that says that it is empty, calls the callback with a null text and
- *       0 tokens.
+ *       every time; a comma before a closing brace and a lack of memory lose nothing. An empty
+ *       file, and a device or kernel file that says that it is empty, calls the callback with a
+ *       null text and 0 tokens.
  */
 CU_API int32_t parseJson(const char *path, const char *label, JsonDocumentCallback callback,
                          void *user);
@@ -144,7 +144,7 @@ CU_API int32_t parseJsonBuffer(const char *text, uint32_t length, int32_t label,
  * @param token any of its tokens.
  * @param s     the text that is looked for, as it stands in the document, escapes and all.
  * @return 0 when the token is a string whose text is exactly @p s; else -1, also for a null
- * argument.
+ *         argument.
  */
 CU_API int32_t jsoneq(const char *json, const jsmntok_t *token, const char *s);
 
@@ -165,9 +165,9 @@ CU_API int32_t getJsonKey(const char *json, const jsmntok_t *token, char *dst);
  * @param json  the document's text.
  * @param token any of its tokens.
  * @param out   receives the string, null when there is no memory: look at it, not only at the
- * result.
+ *              result.
  * @return 0; or -1, and @p out is left alone, when the token is not a string or an argument is
- * null.
+ *         null.
  */
 CU_API int32_t getJsonKeyAlloc(const char *json, const jsmntok_t *token, char **out);
 
@@ -221,7 +221,7 @@ CU_API int32_t dump(const char *json, const jsmntok_t *token, uint32_t count, in
  * @param tokens all tokens of the document.
  * @param index  one of them; the search begins at its parent.
  * @return a token index; -1 when the object is the root, when there is none, for a null argument
- * and for a negative @p index.
+ *         and for a negative @p index.
  */
 CU_API int32_t getParentArrayForCurrentPrimitive(const jsmntok_t *tokens, int32_t index);
 

@@ -20,13 +20,13 @@
  *
  * **What surprises users.**
  * - Nothing is escaped: a quote, a backslash or a control character in a key or a value goes into
- * the text as it is, and can forge members. Check texts from outside first.
+ *   the text as it is, and can forge members. Check texts from outside first.
  * - Without memory the text so far is lost and the box is empty; the element functions return 1 all
  *   the same. Look at `data` at the end: JsonFinalize() returns 0 for an empty box.
  * - JsonFinalize() cuts everything after the last "}".
  * - The two array serialisers write the first text of the array at every position. To write an
  *   array of texts, use JsonStartArray(), JsonAddStringElement() with a null key, and
- * JsonEndArray().
+ *   JsonEndArray().
  *
  * **Shared arguments and results.**
  * - `box`: the text that grows.
@@ -53,7 +53,7 @@ typedef struct JsonBox {
  * @param bytes the bytes.
  * @param count how many.
  * @return 1; 0 for a null argument, or without memory: the text so far is then freed and `data`
- * null.
+ *         null.
  */
 CU_API int jsonAppendString(JsonBox *box, const char *bytes, uint32_t count);
 

@@ -106,11 +106,11 @@ CU_API int ClearMessageQueue(MessageQueue *queue);
  * @brief Adds a copy of a text, as type 0; a message in the way is released.
  *
  * @param text   @p length + 1 readable bytes, all of which are stored: normally the terminator is
- * the last. A byte beyond the message's `length` is always a terminator, so `data` can be read as a
- * string even when a longer text was cut.
+ *               the last. A byte beyond the message's `length` is always a terminator, so `data`
+ *               can be read as a string even when a longer text was cut.
  * @param length characters without the terminator.
  * @return 0; -1 when @p queue or @p text is null, the queue is not initialised, or there is no
- * memory (the queue is then as before).
+ *         memory (the queue is then as before).
  */
 CU_API int MessageQueueAdd(MessageQueue *queue, const char *text, uint16_t length);
 
@@ -123,7 +123,7 @@ CU_API int MessageQueueAdd(MessageQueue *queue, const char *text, uint16_t lengt
  *
  * @param format printf-like; an empty one adds "".
  * @return 0, also when the text could not be added; -1 when @p format is null or there is no
- * memory.
+ *         memory.
  */
 CU_API int MessageQueueAddWithParameters(MessageQueue *queue, const char *format, ...)
     CU_PRINTF(2, 3);
@@ -142,7 +142,7 @@ CU_API CU_MUST_USE int MessageQueueAddEntry(MessageQueue *queue, MessageEntry *e
  *
  * @param iter receives the start of the walk.
  * @return 0; -1 when either is null or the queue is not initialised: the iterator's `queue` is
- * null.
+ *         null.
  */
 CU_API int MessageQueueGetIter(MessageQueue *queue, MessageQueueIter *iter);
 
@@ -155,7 +155,7 @@ CU_API int MessageQueueGetIter(MessageQueue *queue, MessageQueueIter *iter);
  * @param out  receives a message of the caller's own, to be released with FreeMessageEntry(); null
  *             when the result is not 0.
  * @return 0; 2 at the end; -1 when the next slot is empty, the iterator has no queue, either
- * argument is null, or there is no memory. The walk does not move on then.
+ *         argument is null, or there is no memory. The walk does not move on then.
  */
 CU_API int MessageQueueGetMessage(MessageQueueIter *iter, MessageEntry **out);
 

@@ -50,7 +50,7 @@
  *   before it waits, and waits with a limit.
  * - A timed lockQueue() reports success also when the time passed without getting the lock.
  * - A walk with peekQueueEntryIter() goes over slots, not over the queue's order, and must end at
- * the last slot: a call beyond it with `locked` 0 hangs for good and keeps the queue locked.
+ *   the last slot: a call beyond it with `locked` 0 hangs for good and keeps the queue locked.
  * - queueHouseKeeping() leaves a reference behind at each round.
  * - An entry whose `data` was set to null is never freed.
  * - deinit_queue() drops two references of each entry: release every peeked entry before.
@@ -109,7 +109,7 @@ typedef struct QueueIter {
  * @param capacity number of slots; a queue of 0 slots refuses every insertion.
  * @param delayMs  pause of queueHouseKeeping(), and the semaphore's first time-out; milliseconds.
  * @return 1; 0 for a null queue, and when there is no memory: the queue then refuses every
- * insertion.
+ *         insertion.
  */
 CU_API int init_queue(Queue *queue, uint32_t capacity, uint32_t delayMs);
 
@@ -128,8 +128,8 @@ CU_API uint32_t getQueueSize(const Queue *queue);
  * @brief Locks the queue, for several steps with `locked` 1; pair it with unlockQueue().
  *
  * @param ms 0 waits without limit. Otherwise a limit on the wall clock, as AmbrelGetWaitTime()
- * counts it: when it passes, the call returns all the same and the caller goes on *without the
- *           lock*. To be sure of the lock pass 0.
+ *           counts it: when it passes, the call returns all the same and the caller goes on
+ *           *without the lock*. To be sure of the lock pass 0.
  * @return 1, whether or not the lock was obtained; 0 for null.
  */
 CU_API int lockQueue(Queue *queue, int32_t ms);
@@ -151,7 +151,7 @@ CU_API int isQueueEmpty(const Queue *queue);
  * @param tag    any value; comes back in the entry.
  * @param locked 0, or not 0 when the caller holds the lock.
  * @return 1 (or @p locked when that is not 0); 0 when the queue is full, @p queue or @p data is
- * null, or there is no memory.
+ *         null, or there is no memory.
  */
 CU_API CU_MUST_USE int insertQueueEntry(Queue *queue, void *data, uint32_t tag, int locked);
 

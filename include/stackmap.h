@@ -161,7 +161,8 @@ CU_API void *map_get_(const Map *map, const void *key);
  * @param key       points to the key as the map's key type says; copied.
  * @param value     bytes to copy.
  * @param valueSize number of bytes. Give the same size for every value of a map: a replaced value
- * is overwritten in place, and one that is larger than the first runs over its end.
+ *                  is overwritten in place, and one that is larger than the first runs over its
+ *                  end.
  * @return 0; -1 for a null argument or without memory, with the entries unchanged.
  */
 CU_API int map_set_(Map *map, const void *key, const void *value, uint32_t valueSize);
