@@ -45,7 +45,8 @@ bool Append(AmbrelStorageEngine &engine, const AmbrelStorageEntry &entry, bool u
 }
 
 /// Finds the first record with an id: its header and offset. Without one, `offset` is where the
-/// last whole record ends and `checksum`, if wanted, that of the file up to there.
+/// last whole record ends and `checksum`, if wanted, that of the file up to there. A file that ends
+/// in its header or in a payload leaves `offset` alone and the checksum unsound.
 bool FindRecord(FILE *stream, uint32_t id, RecordHeader &header, int64_t &offset,
                 PassingChecksum *checksum) {
   RecordScan scan(stream);

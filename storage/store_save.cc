@@ -21,6 +21,7 @@ uint32_t saveAmbrelStorageDeviceUpdateEntry(AmbrelStorageEngine *engine, AmbrelS
   const StoreLock lock(*engine, held);
   if (!lock || !HasStream(*engine)) return 0;
   if (!OpenForUpdate(*engine)) {
+    // Without a line break, as readers of the log know it: the next message follows on its line.
     CU_LOG(DBGLOG_DEBUG, "Unable to open db file %s", strerror(errno));
     return 0;
   }

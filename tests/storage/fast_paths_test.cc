@@ -151,6 +151,24 @@ TEST_P(FastPathsTest, LoadingGivesWhatReadingRecordByRecordGives) {
   }
 }
 
+TEST_P(FastPathsTest, ASaveIntoAFileThatWasCutOffLeavesWhatThePlainOneLeaves) {
+  const std::string whole = SealedFile(2, {{.id = 1, .payload = "first"}, {.id = 2}});
+  for (size_t size = 0; size <= whole.size(); ++size) {
+    for (const bool refresh : {false, true}) {
+      Twin fast(whole), plain(whole);
+      for (Twin *const twin : {&fast, &plain}) {
+        WriteFile(twin->dir.file("p/s"), whole.substr(0, size));
+        twin->engine->nextRecordId = 3;
+      }
+      const std::string payload(Pick(50), 'n');
+      ASSERT_EQ(plain::Save(plain.engine, plain.Create(payload), refresh),
+                saveAmbrelStorageDeviceUpdateEntry(fast.engine, fast.Create(payload), 0, refresh))
+          << size;
+      ASSERT_NO_FATAL_FAILURE(Compare(fast, plain)) << size;
+    }
+  }
+}
+
 TEST_P(FastPathsTest, TwoStoresLiveTheSameLife) {
   Twin fast(HeaderBytes(0, 0)), plain(HeaderBytes(0, 0));
   ASSERT_EQ(plain::Load(plain.engine), loadAllAmbrelStorageEntries(fast.engine));
