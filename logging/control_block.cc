@@ -9,6 +9,7 @@
 
 #include "internal/log_pair.hpp"
 #include "logging/circular_log_file.hpp"
+#include "logging/log_format.hpp"
 #include "logging/logger_lock.hpp"
 #include "logging/stored_path.hpp"
 #include "logging/thread_tag.hpp"
@@ -41,7 +42,7 @@ DBGLogCtrl *CreateBlock(const char *settings_path, const char *log_path, uint32_
   block->maxLogFileSize = max_size;
   block->logLevelMask = static_cast<uint32_t>(level);
   block->refCount = 1;
-  block->logFilePosition = 4;
+  block->logFilePosition = cu::kFirstLogPosition;
   return block;
 }
 

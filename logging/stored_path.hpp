@@ -3,33 +3,26 @@
 #ifndef COMMONUTILITIES_LOGGING_STORED_PATH_HPP
 #define COMMONUTILITIES_LOGGING_STORED_PATH_HPP
 
-#include <string.h>
 #include <sys/stat.h>
 
 #include "include/dbglog.h"
+#include "internal/terminated.hpp"
 
 namespace cu {
 
 constexpr size_t kStoredPathSize = sizeof(DBGLogCtrl::logFilePath);
 static_assert(kStoredPathSize == sizeof(DBGLogCtrl::logEnableFilePath));
 
-class StoredPath {
+class StoredPath : public Terminated<kStoredPathSize> {
  public:
-  explicit StoredPath(const char (&field)[kStoredPathSize]) {
-    memcpy(text_, field, kStoredPathSize);
-    text_[kStoredPathSize] = '\0';
-  }
+  using Terminated::Terminated;
 
-  const char *c_str() const { return text_; }
-  bool empty() const { return text_[0] == '\0'; }
+  bool empty() const { return *c_str() == '\0'; }
 
   bool exists() const {
     struct stat status;
-    return stat(text_, &status) == 0;
+    return stat(c_str(), &status) == 0;
   }
-
- private:
-  char text_[kStoredPathSize + 1];
 };
 
 }  // namespace cu

@@ -10,25 +10,17 @@
 #include "include/ambrelthreadutils.h"
 #include "internal/log_pair.hpp"
 #include "internal/owned.hpp"
+#include "internal/terminated.hpp"
 
 namespace {
+
+using cu::Terminated;
 
 constexpr char kLogModule[] = "ambrelsharedmem";
 constexpr uint64_t kLockPauseUs = 1000;
 
 static_assert(sizeof(void *) != 4 || sizeof(SharedMemorySegment) == 72);
 static_assert(sizeof(void *) != 4 || offsetof(SharedMemorySegment, owner) == 68);
-
-/// A name of a record with a terminator, which a name that fills its field has not.
-template <size_t kSize>
-class Terminated {
- public:
-  explicit Terminated(const char (&field)[kSize]) { memcpy(text_, field, kSize); }
-  const char *c_str() const { return text_; }
-
- private:
-  char text_[kSize + 1] = {};
-};
 
 int OpenFlags(bool create, bool writable) {
   return (create ? O_CREAT : 0) | (writable ? O_RDWR : O_RDONLY);
