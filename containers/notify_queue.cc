@@ -6,6 +6,7 @@
 
 #include "internal/locks.hpp"
 #include "internal/owned.hpp"
+#include "internal/slots.hpp"
 
 namespace {
 
@@ -37,11 +38,7 @@ static_assert(offsetof(Queue, notifyDisabled) == offsetof(Queue, freeFn) + sizeo
 // and each entry knows its slot. The block of Queue::slots holds the slots, a spare one that is
 // always null because a walk may read one slot too far, and then the marks.
 
-/// What an insertion allocates; users see the first member.
-struct SlottedEntry {
-  QueueEntry entry;
-  uint32_t slot;
-};
+using SlottedEntry = cu::SlottedEntry<QueueEntry>;
 
 QueueEntry **NewSlots(uint32_t capacity) {
   size_t slots = 0;
@@ -67,7 +64,7 @@ void StoreInSlot(Queue &queue, SlottedEntry &stored, uint32_t slot) {
 
 /// To be called before an entry is freed. Its slot may hold a later one by then.
 void ForgetInSlot(Queue &queue, const QueueEntry &entry) {
-  const uint32_t slot = reinterpret_cast<const SlottedEntry &>(entry).slot;
+  const uint32_t slot = cu::SlotOf(entry);
   if (slot < queue.capacity && queue.slots[slot] == &entry) LiveMark(queue, slot) = false;
 }
 
@@ -84,8 +81,7 @@ bool NotifiesLocked(const Queue &queue) {
 
 bool AppendLocked(Queue &queue, SlottedEntry &stored) {
   if (queue.count == queue.capacity) return false;
-  uint32_t tail = static_cast<uint32_t>(queue.tail) + 1;  // from -1 to slot 0
-  if (tail >= queue.capacity) tail = 0;
+  const uint32_t tail = cu::NextSlot(static_cast<uint32_t>(queue.tail), queue.capacity);
   StoreInSlot(queue, stored, tail);
   queue.tail = static_cast<int32_t>(tail);
   SetCount(queue, queue.count + 1);
@@ -104,7 +100,7 @@ QueueEntry *PeekLocked(Queue &queue) {
 QueueEntry *RemoveLocked(Queue &queue) {
   if (queue.count == 0) return nullptr;
   QueueEntry *const entry = LiveEntry(queue, queue.head);
-  if (++queue.head >= queue.capacity) queue.head = 0;
+  queue.head = cu::NextSlot(queue.head, queue.capacity);
   SetCount(queue, queue.count - 1);
   if (entry != nullptr) --entry->refCount;
   return entry;

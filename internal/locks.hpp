@@ -18,25 +18,35 @@ class MutexLock {
   pthread_mutex_t &mutex_;
 };
 
-/// Holds a mutex for a scope unless the caller says that it holds it already.
-class MutexLockUnlessHeld {
+/// Holds a lock for a scope unless the caller says that it holds it already.
+template <typename Lock, auto kTake, auto kRelease>
+class LockUnlessHeld {
  public:
-  MutexLockUnlessHeld(pthread_mutex_t &mutex, bool held) : mutex_(held ? nullptr : &mutex) {
-    if (mutex_ != nullptr) pthread_mutex_lock(mutex_);
+  LockUnlessHeld(Lock &lock, bool held) : lock_(held ? nullptr : &lock) {
+    if (lock_ != nullptr) kTake(lock_);
   }
-  ~MutexLockUnlessHeld() { unlock(); }
-  MutexLockUnlessHeld(const MutexLockUnlessHeld &) = delete;
-  MutexLockUnlessHeld &operator=(const MutexLockUnlessHeld &) = delete;
+  ~LockUnlessHeld() { unlock(); }
+  LockUnlessHeld(const LockUnlessHeld &) = delete;
+  LockUnlessHeld &operator=(const LockUnlessHeld &) = delete;
 
   /// Ends the hold early, for the steps that a function does outside its lock.
   void unlock() {
-    if (mutex_ != nullptr) pthread_mutex_unlock(mutex_);
-    mutex_ = nullptr;
+    if (lock_ != nullptr) kRelease(lock_);
+    lock_ = nullptr;
   }
 
  private:
-  pthread_mutex_t *mutex_;
+  Lock *lock_;
 };
+
+using MutexLockUnlessHeld =
+    LockUnlessHeld<pthread_mutex_t, pthread_mutex_lock, pthread_mutex_unlock>;
+
+/// The handler for pthread_cleanup_push() around a wait: a thread that is cancelled in it runs
+/// this, but no destructor of a scoped lock.
+inline void UnlockOnCancel(void *mutex) {
+  pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex));
+}
 
 }  // namespace cu
 

@@ -55,7 +55,7 @@ int init_Flexqueue(FlexQueue *queue, uint32_t capacity, uint32_t ageMs) {
   queue->subscribers =
       static_cast<SubscriberSlot *>(calloc(FLEXQUEUE_INITIAL_SUBSCRIBERS, sizeof(SubscriberSlot)));
   queue->subscriberSlots = FLEXQUEUE_INITIAL_SUBSCRIBERS;
-  if (queue->slots == nullptr || queue->subscribers == nullptr || initSubscribers(queue) == 0) {
+  if (queue->slots == nullptr || queue->subscribers == nullptr) {
     free(queue->slots);
     queue->slots = nullptr;
     free(queue->subscribers);

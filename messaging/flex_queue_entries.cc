@@ -8,6 +8,7 @@
 
 #include "internal/log_pair.hpp"
 #include "internal/owned.hpp"
+#include "internal/slots.hpp"
 #include "messaging/flex_queue.hpp"
 
 namespace {
@@ -18,34 +19,14 @@ constexpr char kLogModule[] = "flexqueue";
 
 constexpr uint32_t kNoSlot = UINT32_MAX;
 
-/// What an insertion allocates; users see the first member. `slot` tells where the entry was put,
-/// so that a release which should turn out to be the last one can take it out of there.
-struct SlottedEntry {
-  FlexEntry entry;
-  uint32_t slot;
-};
+using SlottedEntry = cu::SlottedEntry<FlexEntry>;
 
-/// The lock of a producer, who polls for it; nothing when the caller holds it.
-class ProducerLock {
- public:
-  ProducerLock(FlexQueue &queue, bool held) : queue_(held ? nullptr : &queue) {
-    lockFlexQueue(queue_, 0);
-  }
-  ~ProducerLock() {
-    if (queue_ != nullptr) unlockFlexQueue(queue_);
-  }
-  ProducerLock(const ProducerLock &) = delete;
-  ProducerLock &operator=(const ProducerLock &) = delete;
-
- private:
-  FlexQueue *queue_;
-};
-
-/// The slot behind another, around the end of the table.
-uint32_t Following(const FlexQueue &queue, uint32_t slot) {
-  const uint32_t following = slot + 1;
-  return following < queue.capacity ? following : 0;
+void Poll(FlexQueue *queue) {
+  lockFlexQueue(queue, 0);
 }
+
+/// The lock of a producer, who polls for it.
+using ProducerLock = cu::LockUnlessHeld<FlexQueue, Poll, unlockFlexQueue>;
 
 /// The first slot from `begin` to before `end` that is free; kNoSlot without one.
 uint32_t FindFreeSlot(const FlexQueue &queue, size_t begin, size_t end) {
@@ -82,7 +63,7 @@ FlexEntry *TakeFromSlot(FlexQueue &queue, uint32_t slot) {
 
 /// Sees to it that nobody finds an entry that is about to be freed. The slot stays taken.
 void ForgetInSlot(const FlexQueue &queue, const FlexEntry &entry) {
-  const uint32_t slot = reinterpret_cast<const SlottedEntry &>(entry).slot;
+  const uint32_t slot = cu::SlotOf(entry);
   const std::span slots = cu::Slots(queue);
   if (slot < slots.size() && slots[slot].entry == &entry) slots[slot].entry = nullptr;
 }
@@ -98,7 +79,7 @@ bool MoveToSlotInUse(FlexQueueIter &iter) {
     } else if (queue.slots[iter.next].inUse != 0) {
       return true;
     } else {
-      iter.next = Following(queue, iter.next);
+      iter.next = cu::NextSlot(iter.next, queue.capacity);
       ++skipped;
     }
   }
@@ -162,7 +143,7 @@ FlexEntry *peekFlexQueueEntry(FlexQueueIter *iter, int locked) {
     ++entry->refCount;
   }
   iter->current = iter->next;
-  iter->next = Following(queue, iter->current);
+  iter->next = cu::NextSlot(iter->current, queue.capacity);
   return entry;
 }
 
@@ -176,7 +157,7 @@ FlexEntry *deQueueFlexEntry(FlexQueueIter *iter, int locked) {
     CU_LOG(DBGLOG_CRITICAL, "We tried to access beyond the boundries\n");
     return nullptr;
   }
-  iter->current = Following(queue, slot);
+  iter->current = cu::NextSlot(slot, queue.capacity);
   iter->next = iter->current;
   return TakeFromSlot(queue, slot);
 }

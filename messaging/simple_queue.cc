@@ -4,7 +4,9 @@
 #include <stddef.h>
 #include <stdlib.h>
 
+#include "internal/locks.hpp"
 #include "internal/log_pair.hpp"
+#include "internal/slots.hpp"
 
 namespace {
 
@@ -31,21 +33,12 @@ struct CountedItem {
   int32_t ref_count;
 };
 
-/// Holds the queue's mutex for a scope unless the caller holds it.
-class QueueLock {
- public:
-  QueueLock(SimpleQueue &queue, bool held) : mutex_(held ? nullptr : &queue.mutex) {
-    if (mutex_ != nullptr) ambrel_mutex_lock(mutex_);
-  }
-  ~QueueLock() {
-    if (mutex_ != nullptr) ambrel_mutex_unlock(mutex_);
-  }
-  QueueLock(const QueueLock &) = delete;
-  QueueLock &operator=(const QueueLock &) = delete;
+/// Of this file alone, and so the lock made of it, whose steps are compiled into their callers.
+void Take(AmbrelMutex *mutex) {
+  ambrel_mutex_lock(mutex);
+}
 
- private:
-  AmbrelMutex *mutex_;
-};
+using QueueLock = cu::LockUnlessHeld<AmbrelMutex, Take, ambrel_mutex_unlock>;
 
 /// Changed under the queue's mutex, but publishers and waiters look at it without.
 uint32_t Count(const SimpleQueue &queue) {
@@ -60,7 +53,7 @@ void *RemoveOldestLocked(SimpleQueue &queue) {
   const uint32_t count = Count(queue);
   if (count == 0) return nullptr;
   void *const item = queue.slots[queue.head];
-  if (++queue.head >= queue.capacity) queue.head = 0;
+  queue.head = cu::NextSlot(queue.head, queue.capacity);
   SetCount(queue, count - 1);
   return item;
 }
@@ -101,13 +94,12 @@ int isSimpleQueueEmpty(const SimpleQueue *queue) {
 
 int insertSimpleQueueEntry(SimpleQueue *queue, void *item, int locked) {
   if (queue == nullptr || item == nullptr) return 0;
-  const QueueLock lock(*queue, locked != 0);
+  const QueueLock lock(queue->mutex, locked != 0);
   if (isSimpleQueueFull(queue) != 0) {
     CU_LOG(DBGLOG_DEBUG, "Simple Queue is full ... this should never happen\n");
     return 0;
   }
-  uint32_t tail = static_cast<uint32_t>(queue->tail) + 1;  // from -1 to slot 0
-  if (tail >= queue->capacity) tail = 0;
+  const uint32_t tail = cu::NextSlot(static_cast<uint32_t>(queue->tail), queue->capacity);
   queue->tail = static_cast<int32_t>(tail);
   queue->slots[tail] = item;
   SetCount(*queue, Count(*queue) + 1);
@@ -116,13 +108,13 @@ int insertSimpleQueueEntry(SimpleQueue *queue, void *item, int locked) {
 
 void *deQueueSimpleEntry(SimpleQueue *queue, int locked) {
   if (queue == nullptr) return nullptr;
-  const QueueLock lock(*queue, locked != 0);
+  const QueueLock lock(queue->mutex, locked != 0);
   return RemoveOldestLocked(*queue);
 }
 
 int DrainFlexQueueSubList(SimpleQueue *queue, int locked) {
   if (queue == nullptr) return 0;
-  const QueueLock lock(*queue, locked != 0);
+  const QueueLock lock(queue->mutex, locked != 0);
   // The number of entries falls while `removed` rises: they meet half-way. Daemons rely on it.
   for (uint32_t removed = 0; Count(*queue) > removed; ++removed) {
     FreeFlexMsgQueueEntry(static_cast<FlexMsgEntry *>(RemoveOldestLocked(*queue)), 0);

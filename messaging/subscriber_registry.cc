@@ -63,18 +63,14 @@ void Broadcast(FlexQueue &queue) {
   pthread_cond_broadcast(&queue.cond);
 }
 
-void Unlock(void *mutex) {
-  pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex));
-}
-
-/// One wait, without a predicate. A listener that is cancelled in it leaves condMutex unlocked, as
-/// a scoped lock would not: with it locked, the next insertion would hold up everybody.
+/// One wait, without a predicate. A listener that is cancelled in it must not keep condMutex: the
+/// next insertion would hold up everybody.
 int WaitForBroadcast(FlexQueue &queue, int32_t ms) {
   timespec deadline = {};
   if (ms != 0) AmbrelGetWaitTime(ms, &deadline);
   int result = 0;
   pthread_mutex_lock(&queue.condMutex);
-  pthread_cleanup_push(Unlock, &queue.condMutex);
+  pthread_cleanup_push(cu::UnlockOnCancel, &queue.condMutex);
   if (ms == 0) {
     pthread_cond_wait(&queue.cond, &queue.condMutex);
   } else {

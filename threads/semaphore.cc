@@ -49,16 +49,11 @@ struct WaitEnd {
   int error;
 };
 
-void Unlock(void *mutex) {
-  pthread_mutex_unlock(static_cast<pthread_mutex_t *>(mutex));
-}
-
-/// One wait, without a predicate, and without a limit when `deadline` is null. A thread that is
-/// cancelled in the wait leaves the mutex unlocked; a scoped lock would not.
+/// One wait, without a predicate, and without a limit when `deadline` is null.
 WaitEnd WaitForCondition(AmbrelSemaphore &semaphore, const timespec *deadline) {
   WaitEnd end;  // set behind the setjmp() of the clean-up handler alone
   pthread_mutex_lock(&semaphore.mutex);
-  pthread_cleanup_push(Unlock, &semaphore.mutex);
+  pthread_cleanup_push(cu::UnlockOnCancel, &semaphore.mutex);
   end.woken = (deadline == nullptr
                    ? pthread_cond_wait(&semaphore.cond, &semaphore.mutex)
                    : pthread_cond_timedwait(&semaphore.cond, &semaphore.mutex, deadline)) == 0;
