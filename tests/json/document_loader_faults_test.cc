@@ -206,4 +206,17 @@ TEST(DumpUnderFaults, IsZeroWithoutMemoryForADeepNesting) {
   EXPECT_EQ(dump("", tokens, 200, 0), 200);
 }
 
+TEST(DumpUnderFaults, IsZeroWithoutMemoryForAContainerInPlaceOfAKey) {
+  for (const int type : {JSON_TOKEN_ARRAY, JSON_TOKEN_OBJECT}) {
+    // 32 levels fit; the key of the last one has a value, and is a container itself.
+    jsmntok_t tokens[40];
+    for (jsmntok_t &token : tokens) token = {JSON_TOKEN_ARRAY, 0, 1, 2, -1};
+    tokens[31].type = JSON_TOKEN_OBJECT;
+    tokens[32] = {static_cast<decltype(tokens[0].type)>(type), 0, 1, 1, -1};
+    Fault fault(Call::kMemory, 1);
+    EXPECT_EQ(dump("", tokens, 40, 0), 0);
+    EXPECT_TRUE(fault.fired());
+  }
+}
+
 }  // namespace

@@ -3,7 +3,8 @@
 # of the library, a line for each subsystem; or what the kept inputs of the fuzz targets, replayed in
 # one of "coverage-corpus", have reached of the code that reads, a line for each file. Fails where
 # less is reached than is kept up: 98 % of the lines and 95 % of the branches by tests, 90 % of the
-# lines by the inputs. BUILD/coverage.txt lists the lines that nothing reached.
+# lines by the inputs; and where a branch for want of memory was not taken by any test.
+# BUILD/coverage.txt lists the lines that nothing reached.
 set -euo pipefail
 build=$(cd "$1" && pwd) by=${2:-tests}
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -18,7 +19,7 @@ else
 fi
 
 gcovr "${gcov[@]}" --root . --object-directory "$build" --exclude-unreachable-branches --exclude-throw-branches \
-  --filter "$filter" --csv "$build/coverage.csv" --txt "$build/coverage.txt" \
+  --filter "$filter" --csv "$build/coverage.csv" --txt "$build/coverage.txt" --json "$build/coverage.json" \
   "$build/CMakeFiles/commonutilities_objects.dir"
 awk -F, -v each_by="$each_by" 'NR > 1 { name = $1
     if (each_by == "folder") sub("/.*", "", name)
@@ -33,3 +34,4 @@ awk -v least_lines="$least_lines" -v least_branches="$least_branches" '$1 == "~"
   ($7 < least_lines || $13 < least_branches) {
     printf "less than %d %% of the lines or %d %% of the branches\n", least_lines, least_branches; exit 1 }' \
   "$build/coverage.rows"
+[[ $by == corpus ]] || tests/product/untaken.py "$build/coverage.json"
