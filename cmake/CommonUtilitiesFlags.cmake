@@ -51,11 +51,13 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   string(APPEND COMMONUTILITIES_ASAN_OPTIONS :allocator_may_return_null=1)
 endif()
 if(COMMONUTILITIES_HARDEN)
-  # _FORTIFY_SOURCE works in optimised builds alone, and glibc warns of it elsewhere. It replaces
-  # libc calls by checked ones, which the tests that inject faults do not see.
+  # _FORTIFY_SOURCE works in optimised builds alone, and glibc warns of it elsewhere: in Debug builds,
+  # and in targets with the property CU_NOT_OPTIMISED. Of the libc calls that it replaces by checked
+  # ones, the library makes none that a test lets fail.
+  set(_optimised $<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:CU_NOT_OPTIMISED>>>>)
   target_compile_options(commonutilities_options INTERFACE
     -fstack-protector-strong
-    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+    $<${_optimised}:-U_FORTIFY_SOURCE> $<${_optimised}:-D_FORTIFY_SOURCE=2>)
   if(NOT CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     target_compile_options(commonutilities_options INTERFACE -fstack-clash-protection)
   endif()
