@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/threads.hpp"
+#include "support/watchdog.hpp"
 
 namespace {
 
@@ -128,10 +129,13 @@ TEST_P(ManyToMany, EveryEntryIsDeliveredAndReleasedOnce) {
   ASSERT_EQ(1, init_queue(&queue_, GetParam().capacity, 10));
   queue_.freeFn = CountRelease;
 
-  std::vector<std::thread> threads;
-  for (uint32_t i = 0; i < kProducers; ++i) threads.emplace_back([this, i] { Produce(i); });
-  for (uint32_t i = 0; i < kConsumers; ++i) threads.emplace_back([this, i] { Consume(i); });
-  for (std::thread &thread : threads) thread.join();
+  {
+    const cu_test::Watchdog watchdog([this] { return static_cast<long>(delivered_); });
+    std::vector<std::thread> threads;
+    for (uint32_t i = 0; i < kProducers; ++i) threads.emplace_back([this, i] { Produce(i); });
+    for (uint32_t i = 0; i < kConsumers; ++i) threads.emplace_back([this, i] { Consume(i); });
+    for (std::thread &thread : threads) thread.join();
+  }
 
   EXPECT_EQ(total_, delivered_);
   EXPECT_EQ(total_, g_released);

@@ -10,6 +10,7 @@
 
 #include "logging/logging_fixture.hpp"
 #include "support/threads.hpp"
+#include "support/watchdog.hpp"
 
 namespace {
 
@@ -19,11 +20,20 @@ constexpr int kThreads = 8;
 
 class LoggerThreads : public LoggingTest {
  protected:
-  /// Runs a function on every thread, each with its number.
+  /// Runs a function on every thread, so many times, each with its number and that of the round.
   template <typename Body>
-  static void OnEachThread(Body body) {
+  static void OnEachThread(long rounds, Body body) {
+    std::atomic<long> done{0};
+    const Watchdog watchdog([&] { return done.load(); });
     std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) threads.emplace_back(body, i);
+    for (int thread = 0; thread < kThreads; ++thread) {
+      threads.emplace_back([&, thread] {
+        for (long i = 0; i < rounds; ++i) {
+          body(thread, i);
+          done.fetch_add(1, std::memory_order_relaxed);
+        }
+      });
+    }
     for (std::thread &thread : threads) thread.join();
   }
 
@@ -39,13 +49,11 @@ TEST_F(LoggerThreads, LeaveEachLineWholeAndInTheirOrder) {
   Start();
   const long rounds = Rounds(50000);
   std::array<long, kThreads> tids = {};
-  OnEachThread([&](int thread) {
-    tids[static_cast<size_t>(thread)] = syscall(SYS_gettid);
+  OnEachThread(rounds, [&](int thread, long i) {
+    if (i == 0) tids[static_cast<size_t>(thread)] = syscall(SYS_gettid);
     const std::string filler(static_cast<size_t>(10 + thread * 13),
                              static_cast<char>('a' + thread));
-    for (long i = 0; i < rounds; ++i) {
-      DbgLog_DumptoLog(DBGLOG_INFO, "[%s:%d]%d %ld %s\n", "worker", 1, thread, i, filler.c_str());
-    }
+    DbgLog_DumptoLog(DBGLOG_INFO, "[%s:%d]%d %ld %s\n", "worker", 1, thread, i, filler.c_str());
   });
 
   const std::vector<std::string> lines = Lines();
@@ -72,11 +80,9 @@ TEST_F(LoggerThreads, LeaveEachLineWholeAndInTheirOrder) {
 TEST_F(LoggerThreads, DumpWithoutMixing) {
   Start();
   const long rounds = Rounds(5000);
-  OnEachThread([&](int thread) {
+  OnEachThread(rounds, [&](int thread, long) {
     const std::vector<uint8_t> data(600, static_cast<uint8_t>(thread));
-    for (long i = 0; i < rounds; ++i) {
-      DbgLog_DumptoLogTrace(DBGLOG_TRACE, data.data(), static_cast<int32_t>(data.size()));
-    }
+    DbgLog_DumptoLogTrace(DBGLOG_TRACE, data.data(), static_cast<int32_t>(data.size()));
   });
   const std::vector<std::string> lines = Lines();
   ASSERT_EQ(static_cast<size_t>(kThreads * rounds), lines.size());
@@ -92,35 +98,32 @@ TEST_F(LoggerThreads, DumpWithoutMixing) {
 TEST_F(LoggerThreads, MayUseEveryFunctionAtOnce) {
   Settings("LOGLEVEL: 1023\nCONSOLE: true\nSYSLOG: false\n");
   ASSERT_EQ(1, Init(20000));
-  const long rounds = Rounds(2000);
-  OnEachThread([&](int thread) {
+  OnEachThread(Rounds(2000), [&](int thread, long i) {
     const uint8_t data[] = {1, 2, 3};
-    for (long i = 0; i < rounds; ++i) {
-      switch ((i + thread) % 8) {
-        case 0:
-          DbgLog_ChangeLogSettings(kAllLevels);
-          break;
-        case 1: {
-          uint32_t mask = 0;
-          DbgLog_GetLogSettingsFromFile(&mask);
-          break;
-        }
-        case 2:
-          DbgLog_GetLogSettingsFromFile(&DbgLog_GetEnabledLogger()->logLevelMask);
-          break;
-        case 3:
-          DbgLog_DumptoLogTrace(DBGLOG_TRACE, data, 3);
-          break;
-        case 4:
-          DbgLog_DumptoStdErrTrace(DBGLOG_TRACE, data, 3, "label", thread);
-          break;
-        case 5:
-          loggingLevelEnabled(static_cast<uint32_t>(thread));
-          break;
-        default:
-          DbgLog_DumptoLog(DBGLOG_ERROR, "[%s:%d]%d %ld\n", "worker", 1, thread, i);
-          DbgLog_DumptoStdError(DBGLOG_ERROR, "[%s:%d]%d %ld\n", "worker", 1, thread, i);
+    switch ((i + thread) % 8) {
+      case 0:
+        DbgLog_ChangeLogSettings(kAllLevels);
+        break;
+      case 1: {
+        uint32_t mask = 0;
+        DbgLog_GetLogSettingsFromFile(&mask);
+        break;
       }
+      case 2:
+        DbgLog_GetLogSettingsFromFile(&DbgLog_GetEnabledLogger()->logLevelMask);
+        break;
+      case 3:
+        DbgLog_DumptoLogTrace(DBGLOG_TRACE, data, 3);
+        break;
+      case 4:
+        DbgLog_DumptoStdErrTrace(DBGLOG_TRACE, data, 3, "label", thread);
+        break;
+      case 5:
+        loggingLevelEnabled(static_cast<uint32_t>(thread));
+        break;
+      default:
+        DbgLog_DumptoLog(DBGLOG_ERROR, "[%s:%d]%d %ld\n", "worker", 1, thread, i);
+        DbgLog_DumptoStdError(DBGLOG_ERROR, "[%s:%d]%d %ld\n", "worker", 1, thread, i);
     }
   });
   EXPECT_GE(HeaderPosition(), 4u);
@@ -133,12 +136,9 @@ TEST_F(LoggerThreads, MayUseEveryFunctionAtOnce) {
 TEST_F(LoggerThreads, WrapAndGoOnWithoutATornLine) {
   constexpr int32_t kLimit = 8000;
   Start(kLimit);
-  const long rounds = Rounds(5000);
-  OnEachThread([&](int thread) {
-    for (long i = 0; i < rounds; ++i) {
-      DbgLog_DumptoLog(DBGLOG_ERROR, "%d %ld\n", thread, i);
-      if (thread == 0) DbgLog_ChangeLogSettings(kAllLevels);
-    }
+  OnEachThread(Rounds(5000), [&](int thread, long i) {
+    DbgLog_DumptoLog(DBGLOG_ERROR, "%d %ld\n", thread, i);
+    if (thread == 0) DbgLog_ChangeLogSettings(kAllLevels);
   });
   // Up to the position every line is whole. Behind it one old line may be cut at its beginning.
   const std::string text = Log().substr(0, HeaderPosition());

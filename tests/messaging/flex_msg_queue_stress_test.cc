@@ -16,6 +16,7 @@
 #include "include/dbglog.h"
 #include "messaging/flex_msg_queue_fixture.hpp"
 #include "support/threads.hpp"
+#include "support/watchdog.hpp"
 
 namespace {
 
@@ -234,6 +235,7 @@ void PlayOut(Scene &scene) {
   for (const uint32_t mask : {0xFF, 0xFF, 0xFF, 0xFF, 0x0F, 0x01, 0xAA, 0x00}) {
     AddSubscriber(scene, mask);
   }
+  const cu_test::Watchdog watchdog([] { return g_copies + g_releases; });
   std::vector<std::thread> readers;
   for (Subscriber &subscriber : scene.subscribers) {
     readers.emplace_back([&] { Subscribe(scene, subscriber); });

@@ -5,11 +5,13 @@
 
 #include <atomic>
 #include <deque>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include "messaging/flex_queue_fixture.hpp"
 #include "support/threads.hpp"
+#include "support/watchdog.hpp"
 
 namespace {
 
@@ -168,6 +170,7 @@ void PlayOut(TestFlexQueue &queue) {
   g_fates.clear();
   g_fates.resize(static_cast<size_t>(kProducers * kMessages));
   queue->freeFn = ReleaseMessage;
+  std::optional<cu_test::Watchdog> watchdog([] { return g_removed.load(); });
   std::vector<std::thread> threads;
   for (int i = 0; i < kReaders; ++i) {
     const uint32_t slot = queue.Register();
@@ -179,6 +182,7 @@ void PlayOut(TestFlexQueue &queue) {
     threads.emplace_back([&queue, i] { Produce(*queue, i, kLocks[i % 4]); });
   }
   for (std::thread &thread : threads) thread.join();
+  watchdog.reset();
 
   EXPECT_EQ(0U, queue->count);
   EXPECT_EQ(kProducers * kMessages, g_removed);

@@ -8,11 +8,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include "include/messagequeue.h"
 #include "support/threads.hpp"
+#include "support/watchdog.hpp"
 
 namespace {
 
@@ -40,6 +42,7 @@ class MessageQueueThreads : public testing::TestWithParam<uint16_t> {
       char text[64];
       const int length = snprintf(text, sizeof text, "writer %ld message %ld", writer, number);
       if (!Add(text, static_cast<uint16_t>(length), number)) ++faults_;
+      ++added_;
     }
     ++finished_;
   }
@@ -97,6 +100,7 @@ class MessageQueueThreads : public testing::TestWithParam<uint16_t> {
   }
 
   MessageQueue queue_ = {};
+  std::atomic<long> added_{0};
   std::atomic<long> finished_{0};
   std::atomic<long> faults_{0};
   std::atomic<long> seen_{0};
@@ -106,6 +110,7 @@ INSTANTIATE_TEST_SUITE_P(Capacity, MessageQueueThreads, testing::Values(1, 7, 10
                          testing::PrintToStringParamName());
 
 TEST_P(MessageQueueThreads, EveryMessageIsWholeAndCounted) {
+  std::optional<cu_test::Watchdog> watchdog([this] { return added_.load(); });
   std::vector<std::thread> threads;
   for (long i = 0; i < kWriters; ++i) threads.emplace_back([this, i] { Write(i); });
   for (long i = 0; i < kReaders / 2; ++i) {
@@ -113,6 +118,7 @@ TEST_P(MessageQueueThreads, EveryMessageIsWholeAndCounted) {
     threads.emplace_back([this] { Serialise(); });
   }
   for (std::thread &thread : threads) thread.join();
+  watchdog.reset();
 
   EXPECT_EQ(0, faults_);
   EXPECT_GT(seen_, 0);

@@ -9,6 +9,7 @@
 
 #include "storage/store_fixture.hpp"
 #include "support/threads.hpp"
+#include "support/watchdog.hpp"
 
 namespace cu_test {
 namespace {
@@ -143,11 +144,13 @@ TEST(AmbrelStorageLock, RefusesNoEngineUnlessHeld) {
 /// Threads that create, save and find while another saves everything: no record is lost.
 TEST_F(AmbrelStorageLockTest, ThreadsCreateSaveAndFindBesideFullSaves) {
   constexpr int kThreads = 4;
-  const int rounds = static_cast<int>(Rounds(500));
+  const auto rounds = static_cast<int>(Rounds(4000, 500));
   store_->lockTimeoutMs = 60000;
   loadAllAmbrelStorageEntries(store_);
   std::atomic<bool> stop{false};
   std::atomic<int> failures{0};
+  std::atomic<long> steps{0};
+  const Watchdog watchdog([&] { return steps.load(); });
   std::thread saver([&] {
     while (!stop) {
       FullSave();
@@ -167,6 +170,7 @@ TEST_F(AmbrelStorageLockTest, ThreadsCreateSaveAndFindBesideFullSaves) {
         done &= saveAmbrelStorageDeviceUpdateEntry(store_, entry, 1, i % 2);
         ambrelStorageUnLock(store_, 0);
         if (done == 0 || Found(id) == nullptr) ++failures;
+        ++steps;
       }
     });
   }

@@ -14,6 +14,7 @@
 #include "storage/private_var.hpp"
 #include "storage/store_fixture.hpp"
 #include "support/child.hpp"
+#include "support/watchdog.hpp"
 
 namespace cu_test {
 namespace {
@@ -137,6 +138,7 @@ TEST_F(AmbrelStorageEngineContollerMaintenanceTest, RunsBesideAThreadThatCreates
   FileCalls calls;
   std::atomic<bool> stop{false};
   std::atomic<int> minutes{0};
+  const Watchdog watchdog([&] { return minutes.load(); });
   calls.sleep = [&](unsigned) -> unsigned {
     ++minutes;
     if (stop) pthread_exit(nullptr);

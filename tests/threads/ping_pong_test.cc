@@ -8,12 +8,18 @@
 
 #include "support/interposed.hpp"
 #include "support/threads.hpp"
+#include "support/watchdog.hpp"
 
 namespace {
 
 constexpr uint8_t kCondition = 0;
 constexpr uint8_t kPosix = 1;
-const long kTurns = cu_test::Rounds(1'000'000);
+constexpr long kTurns = 1'000'000;
+
+/// A million turns at the full size; on other days what fits into seconds.
+long Turns(long everyday) {
+  return cu_test::Rounds(kTurns, everyday);
+}
 
 /// The players wait for `turn` to come to them; the semaphores only say when to look.
 class PingPong {
@@ -30,6 +36,7 @@ class PingPong {
 
   /// Plays `turns` turns; how many were played.
   long Play(long turns) {
+    const cu_test::Watchdog watchdog([this] { return turn_.load(); });
     std::thread other([&] { PlayAs(1, turns); });
     PlayAs(0, turns);
     other.join();
@@ -52,16 +59,19 @@ class PingPong {
 };
 
 TEST(PingPong, PosixSemaphoresLoseNoTurn) {
-  EXPECT_EQ(kTurns, PingPong(kPosix, 0).Play(kTurns));
+  const long turns = Turns(kTurns);
+  EXPECT_EQ(turns, PingPong(kPosix, 0).Play(turns));
 }
 
 TEST(PingPong, PosixSemaphoresWithALimitLoseNoTurn) {
-  EXPECT_EQ(kTurns / 4, PingPong(kPosix, 1000).Play(kTurns / 4));
+  const long turns = Turns(kTurns / 4);
+  EXPECT_EQ(turns, PingPong(kPosix, 1000).Play(turns));
 }
 
 TEST(PingPong, ConditionSemaphoresLoseSignalsButNoTurn) {
   // Each lost signal costs a wait of a millisecond.
-  EXPECT_EQ(kTurns / 10, PingPong(kCondition, 1).Play(kTurns / 10));
+  const long turns = Turns(kTurns / 10);
+  EXPECT_EQ(turns, PingPong(kCondition, 1).Play(turns));
 }
 
 TEST(PingPong, PosixSemaphoresGoOnWhileTheWallClockIsSetBackAndForth) {
@@ -72,7 +82,8 @@ TEST(PingPong, PosixSemaphoresGoOnWhileTheWallClockIsSetBackAndForth) {
     if (clock == CLOCK_REALTIME) now->tv_sec += ++reads % 2 == 0 ? 3600 : -3600;
     return result;
   };
-  EXPECT_EQ(kTurns / 10, PingPong(kPosix, 100).Play(kTurns / 10));
+  const long turns = Turns(kTurns / 10);
+  EXPECT_EQ(turns, PingPong(kPosix, 100).Play(turns));
   EXPECT_GT(reads, 0);
 }
 
@@ -83,7 +94,8 @@ TEST(PingPong, ConditionSemaphoresDoNotCareForTheWallClock) {
     if (clock == CLOCK_REALTIME) ++reads;
     return clock_gettime(clock, now);
   };
-  EXPECT_EQ(kTurns / 10, PingPong(kCondition, 1).Play(kTurns / 10));
+  const long turns = Turns(kTurns / 10);
+  EXPECT_EQ(turns, PingPong(kCondition, 1).Play(turns));
   EXPECT_EQ(0, reads);
 }
 
