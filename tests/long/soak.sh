@@ -1,9 +1,16 @@
 #!/usr/bin/env bash
-# soak.sh BUILD [seconds [seed]]: the demo daemon at work, its wall clock set back and forth where
-# libfaketime is installed, and once a minute a second daemon that is given a malformed document and
-# must refuse it. From the settled start to the end, the daemon's threads, descriptors and memory
-# must not grow, and it takes less than a tenth of a core, or what an emulator makes of that. Files are
-# open for moments, so the least of ten samples counts.
+# soak.sh BUILD [seconds [seed]]: the demo daemon at work, in two parts. A release runs 86400 seconds.
+#
+# First a day of its store's maintenance in seconds: minutes last some milliseconds until 1,500 have
+# passed, each with a full save, and the 1,440th with a compaction. Memory, threads and descriptors
+# stay as they are, and the store and the log are sound at the end.
+#
+# Then, for so many seconds, the daemon as it is, its wall clock set back and forth where libfaketime
+# is installed, and once a minute another one that is given a malformed document and must refuse it.
+# From the settled start to the end, the daemon's threads, descriptors and memory must not grow, and
+# it takes less than a tenth of a core, or what an emulator makes of that.
+#
+# Files are open for moments, so the least of several samples counts.
 set -euo pipefail
 # shellcheck source=tests/long/verdict.sh
 source "$(dirname "${BASH_SOURCE[0]}")/verdict.sh"
@@ -19,6 +26,7 @@ prepare() { # FOLDER
   cp "$here"/../../examples/documents/* "$1"
   cp "$build/examples/boardd/libboardaction.so" "$1/plugins/"
 }
+prepare "$dir/minutes"
 prepare "$dir/good"
 prepare "$dir/bad"
 
@@ -41,43 +49,121 @@ environment=()
   FAKETIME_NO_CACHE=1 FAKETIME_DONT_FAKE_MONOTONIC=1 FAKETIME_FORCE_MONOTONIC_FIX=0)
 
 printf 'seed %d, %d s\n' "$seed" "$seconds"
-env "${environment[@]}" "${daemon_program[@]}" --dir "$dir/good" --seconds "$seconds" \
-  >"$dir/summary" 2>"$dir/errors" &
-daemon=$!
-begin=$SECONDS status=0
-
-field() { sed -nE "s/^$1:[[:space:]]+([0-9]+).*/\1/p" "/proc/$daemon/status"; }
-least() { sort -n | head -n 1; }
-# Sets threads, descriptors and rss to the least of ten samples, one each half second. What the
-# time library opens is not the daemon's.
-sample() {
-  local round samples=
-  for ((round = 0; round < 10; ++round)); do
-    samples+="$(field Threads) $(find "/proc/$daemon/fd" -mindepth 1 ! -lname "$jump_file" | wc -l) $(field VmRSS)"$'\n'
-    sleep 0.5
-  done
-  threads=$(cut -d' ' -f1 <<<"${samples%?}" | least)
-  descriptors=$(cut -d' ' -f2 <<<"${samples%?}" | least)
-  rss=$(cut -d' ' -f3 <<<"${samples%?}" | least)
-}
+status=0
 complain() {
-  printf 'after %d s: %s\n' $((SECONDS - begin)) "$*"
+  printf 'after %d s: %s\n' "$SECONDS" "$*"
   status=1
+}
+field() { sed -nE "s/^$1:[[:space:]]+([0-9]+).*/\1/p" "/proc/$daemon/status" 2>/dev/null; }
+# What the time library opens is not the daemon's.
+open_files() { find "/proc/$daemon/fd" -mindepth 1 ! -lname "$jump_file" 2>/dev/null | wc -l; }
+least() { sort -n | head -n 1; }
+# measure NUMBER: a line of it, the threads, the descriptors and the memory in KiB; none at the end.
+measure() {
+  local line
+  line="$1 $(field Threads) $(open_files) $(field VmRSS)" || return 0
+  if [[ $line =~ ^([0-9]+ ){3}[0-9]+$ ]]; then printf '%s\n' "$line"; fi
+}
+# growth FILE: how much memory the straight line through all measures gains from the first to the last.
+growth() {
+  awk 'NR == 1 { first = $1 }
+       { last = $1; x = $1 - first; n++; sx += x; sy += $4; sxx += x * x; sxy += x * $4 }
+       END { d = n * sxx - sx * sx
+             slope = 0
+             if (d > 0) slope = (n * sxy - sx * sy) / d
+             printf "%.0f\n", slope * (last - first) }' "$1"
+}
+# stop FOLDER: the daemon ends, and nothing went wrong.
+stop() {
+  local end=0
+  kill -TERM "$daemon" 2>/dev/null || true
+  wait "$daemon" || end=$?
+  daemon=
+  ((end == 0)) || {
+    complain "the daemon ended with $end"
+    tail -n 20 "$1/errors"
+  }
+  grep -q 'every message is accounted for' "$1/summary" || complain "messages were lost"
+}
+# sound FOLDER: its store and its log are, as far as cuctl is there to tell.
+sound() {
+  local cuctl=("${emulator[@]}" "$build/tools/cuctl/cuctl")
+  [[ -x $build/tools/cuctl/cuctl ]] || return 0
+  "${cuctl[@]}" store verify "$1/store/events.db" --backup "$1/store-backup/events.db.bkc" \
+    >"$1/verdict" 2>&1 || complain "the store: $(tail -n 5 "$1/verdict")"
+  "${cuctl[@]}" log info "$1/boardd.log" >"$1/verdict" 2>&1 ||
+    complain "the log: $(tail -n 5 "$1/verdict")"
+}
+
+# A day of maintenance. The file has a letter for each minute, and one for compaction.
+readonly MINUTES=1500
+preloaded=("$build/tests/support/libminute_preload.so")
+if ((${#emulator[@]})); then # which itself cannot load it
+  preloaded=("${emulator[@]}" -E "LD_PRELOAD=${preloaded[0]}")
+else
+  preloaded=("LD_PRELOAD=${preloaded[0]}")
+fi
+env CU_MINUTE_MS=3 CU_MINUTE_FILE="$dir/letters" "${preloaded[@]}" \
+  "$build/examples/boardd/boardd" --dir "$dir/minutes" --seconds 900 \
+  >"$dir/minutes/summary" 2>"$dir/minutes/errors" &
+daemon=$!
+touch "$dir/letters"
+while kill -0 "$daemon" 2>/dev/null && passed=$(stat -c %s "$dir/letters") &&
+  ((passed <= MINUTES)); do
+  # What it takes at its start is no growth.
+  ((passed < MINUTES / 5)) || measure "$passed"
+  sleep 0.05
+done >"$dir/day"
+stop "$dir/minutes"
+minutes=$(tr -cd m <"$dir/letters" | wc -c)
+((minutes >= MINUTES)) || complain "$minutes minutes of maintenance"
+grep -qE '^m{1440}sm+$' "$dir/letters" || complain "compaction did not come in the 1,440th minute"
+sound "$dir/minutes"
+measures=$(wc -l <"$dir/day")
+((measures >= 10)) || complain "$measures measures in a day of maintenance"
+for column in 2 3; do
+  from=$(head -n $((measures / 2)) "$dir/day" | cut -d' ' -f$column | least)
+  to=$(tail -n $((measures / 2)) "$dir/day" | cut -d' ' -f$column | least)
+  ((from == to)) || complain "in a day of maintenance, column $column went from $from to $to"
+done
+day_growth=$(growth "$dir/day")
+((day_growth <= most_growth_kib)) || complain "memory grew by $day_growth KiB in a day of maintenance"
+day_seconds=$SECONDS
+
+# The daemon as it is, which is told when its time is up.
+env "${environment[@]}" "${daemon_program[@]}" --dir "$dir/good" --seconds $((seconds * 2 + 600)) \
+  >"$dir/good/summary" 2>"$dir/good/errors" &
+daemon=$!
+begin=$SECONDS
+# Sets threads, descriptors and rss to the least of ten samples, one each half second.
+sample() {
+  local round
+  for ((round = 0; round < 10; ++round)); do
+    measure $((SECONDS - begin))
+    sleep 0.5
+  done >"$dir/ten"
+  cat "$dir/ten" >>"$dir/run"
+  threads=$(cut -d' ' -f2 "$dir/ten" | least)
+  descriptors=$(cut -d' ' -f3 "$dir/ten" | least)
+  rss=$(cut -d' ' -f4 "$dir/ten" | least)
+  [[ -n $rss ]]
 }
 
 settle=$((seconds / 4 > 60 ? 60 : seconds / 4))
 sleep "$settle"
 kill -0 "$daemon" 2>/dev/null || {
   complain "the daemon did not start"
-  cat "$dir/errors"
+  cat "$dir/good/errors"
   verdict soak "$seed" 1
 }
 sample
 rss_first=$rss threads_first=$threads descriptors_first=$descriptors
-jumps=0 malformed=0 minute=$((SECONDS - 60))
-while ((SECONDS - begin < seconds - 12)) && kill -0 "$daemon" 2>/dev/null; do
+jumps=0 jumped=0 malformed=0 minute=$((SECONDS - 60))
+while ((SECONDS - begin < seconds - 6)) && kill -0 "$daemon" 2>/dev/null; do
   sleep 1
-  if [[ -n $faketime ]] && ((SECONDS % 5 == 0)); then
+  measure $((SECONDS - begin)) >>"$dir/run"
+  if [[ -n $faketime ]] && ((SECONDS - jumped >= 5)); then
+    jumped=$SECONDS
     printf '%+d\n' $((RANDOM % 7200 - 3600)) >"$jump_file"
     jumps=$((jumps + 1))
   fi
@@ -94,21 +180,18 @@ while ((SECONDS - begin < seconds - 12)) && kill -0 "$daemon" 2>/dev/null; do
 done
 sample || complain "the daemon ended too early"
 # User and system time in hundredths of a second.
-cpu=$(awk '{ print $14 + $15 }' "/proc/$daemon/stat")
-((cpu < seconds * most_of_a_core)) || complain "$cpu hundredths of a second of processor time"
+cpu=$(awk '{ print $14 + $15 }' "/proc/$daemon/stat") || cpu=0
+((cpu < (SECONDS - begin) * most_of_a_core)) || complain "$cpu hundredths of a second of processor time"
 ((threads <= threads_first)) || complain "$threads threads, $threads_first at first"
 ((descriptors <= descriptors_first)) ||
   complain "$descriptors descriptors, $descriptors_first at first"
-end=0
-wait "$daemon" || end=$?
-daemon=
-((end == 0)) || {
-  complain "the daemon ended with $end"
-  tail -n 20 "$dir/errors"
-}
-grep -q 'every message is accounted for' "$dir/summary" || complain "messages were lost"
+stop "$dir/good"
+sound "$dir/good"
 ((rss - rss_first <= most_growth_kib)) || complain "memory grew from $rss_first to $rss KiB"
+run_growth=$(growth "$dir/run")
+((run_growth <= most_growth_kib)) || complain "memory grew by $run_growth KiB, by all measures"
 verdict soak "$seed" "$status" clock_jumps "$jumps" malformed_documents "$malformed" \
   threads_first "$threads_first" threads "$threads" descriptors_first "$descriptors_first" \
-  descriptors "$descriptors" rss_first_kib "$rss_first" rss_kib "$rss" \
-  cpu_centiseconds "$cpu"
+  descriptors "$descriptors" rss_first_kib "$rss_first" rss_kib "$rss" rss_growth_kib "$run_growth" \
+  cpu_centiseconds "$cpu" maintenance_minutes "$minutes" maintenance_seconds "$day_seconds" \
+  maintenance_growth_kib "$day_growth"
