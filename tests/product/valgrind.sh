@@ -11,6 +11,9 @@ build=$(cd "$1" && pwd) pattern=${2:-.}
 # so many inputs that it would take hours.
 readonly NOT_UNDER_VALGRIND='test_(small_stack|log_kill|log_system_calls|store_kill|signals|signal_install|backtrace|text_internals)$'
 
+# Of the others, these measure time and memory.
+export GTEST_FILTER='-LargeDocuments.*'
+
 reports=$(mktemp -d)
 trap 'rm -rf "$reports"' EXIT
 passed=0 failed=()
