@@ -15,9 +15,11 @@
 #include <filesystem>
 #include <new>
 #include <random>
+#include <set>
 #include <thread>
 
 #include "logging/logging_fixture.hpp"
+#include "tools/cuctl/log_reader.hpp"
 
 namespace {
 
@@ -70,6 +72,21 @@ class KilledLogger : public LoggingTest {
     return atol(line.c_str() + text + 6);
   }
 
+  /// The numbers of the lines that `cuctl log cat` shows, each of which must be whole.
+  static std::set<long> ShownLines(const std::string &log) {
+    std::set<long> shown;
+    const cuctl::LogFile read = cuctl::ReadLog(log);
+    EXPECT_TRUE(read.header_valid);
+    EXPECT_EQ(0U, read.torn_lines);
+    for (const cuctl::LogLine &line : read.lines) {
+      EXPECT_EQ(14U, line.text.size()) << line.text;
+      EXPECT_EQ("line ", line.text.substr(0, 5)) << line.text;
+      shown.insert(
+          atol(std::string(line.text.substr(std::min<size_t>(5, line.text.size()))).c_str()));
+    }
+    return shown;
+  }
+
   /// What must hold whenever the child was killed.
   void ExpectEveryLineAndAGoodNextStart() {
     ASSERT_FALSE(progress_->failed);
@@ -81,12 +98,15 @@ class KilledLogger : public LoggingTest {
       ASSERT_EQ(0, (static_cast<long>(log.size()) - 4) % length) << "there are whole lines alone";
       const long places = (static_cast<long>(log.size()) - 4) / length;
       EXPECT_GE(places, std::min(lines, lap));
+      const std::set<long> shown = ShownLines(log);
+      EXPECT_EQ(static_cast<size_t>(places), shown.size());
       for (long place = 0; place < places; ++place) {
         // The last line of the place that was written, or one that was being written.
         const long last = lines <= place ? -1 : (lines - 1 - place) / lap * lap + place;
         const long found = LineAt(log, static_cast<size_t>(place));
         EXPECT_TRUE(found == last || (lines % lap == place && found == lines))
             << found << " instead of " << last << ", " << lines << " were written";
+        EXPECT_EQ(1U, shown.count(found)) << "cuctl does not show line " << found;
       }
       const long position = static_cast<long>(HeaderPosition());
       const auto at = [&](long line) { return position == 4 + line % lap * length; };

@@ -14,7 +14,8 @@ status=0
 printf 'seed %d\n' "$seed"
 for program in storage/test_store_kill logging/test_log_kill storage/test_store_power_cut \
   logging/test_log_power_cut; do
-  CU_SEED=$seed CU_KILLS=$kills CU_STATES=$((2 * kills)) "$build/tests/$program" --gtest_brief=1 | tee -a "$out" || status=1
+  CU_TEST_FULL=1 CU_SEED=$seed CU_KILLS=$kills CU_STATES=$((2 * kills)) "$build/tests/$program" --gtest_brief=1 |
+    tee -a "$out" || status=1
 done
 done_kills=$(sed -nE 's/^\[  note    \] seed [0-9]+: ([0-9]+) kills.*/\1/p' "$out" | awk '{ n += $1 } END { print n + 0 }')
 ((done_kills == 2 * kills)) || status=1

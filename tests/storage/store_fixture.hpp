@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
+#include <time.h>
 
 #include <filesystem>
 #include <string>
@@ -14,12 +14,10 @@
 #include "include/AmbrelDataStorage.h"
 #include "storage/store_bytes.hpp"
 #include "support/files.hpp"
+#include "support/sanitizers.hpp"
+#include "support/scratch_in_memory.hpp"
 
 namespace cu_test {
-
-/// Scratch folders in memory, where there is such a file system: many thousand files are written.
-inline const bool kScratchInMemory =
-    access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 0) == 0;
 
 /// Gives an entry a payload of its own, or none when there is no memory; what it had is freed.
 inline void SetPayload(AmbrelStorageEntry *entry, const std::string &payload) {
@@ -35,6 +33,28 @@ inline void SetPayload(AmbrelStorageEntry *entry, const std::string &payload) {
 inline std::string PayloadOf(const AmbrelStorageEntry *entry) {
   return RecordOf(*entry).payload;
 }
+
+/// The processor time that starting on a file takes. A store of a thousand records takes a second
+/// at most, more only where each access is checked or emulated.
+class StartTime {
+ public:
+  void ExpectShort() const {
+#if CU_THREAD_SANITIZER || CU_ADDRESS_SANITIZER || defined(__arm__)
+    constexpr double kSeconds = 10;
+#else
+    constexpr double kSeconds = 1;
+#endif
+    EXPECT_LT(Seconds() - begin_, kSeconds);
+  }
+
+ private:
+  static double Seconds() {
+    timespec now;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+  }
+  const double begin_ = Seconds();
+};
 
 /// Folders and files of one store, which runs between Start() and Stop().
 class StoreTest : public testing::Test {
