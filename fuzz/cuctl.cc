@@ -137,7 +137,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   close(fd);
   // An expression is an argument, which ends at its first NUL. Its trace shows the stack at each
   // step, and so takes the square of its length.
-  constexpr size_t kLongestTraced = 300;
+  constexpr size_t kLongestTraced = 100;
   const std::string text(reinterpret_cast<const char *>(data + 1),
                          std::min(size - 1, kLongestTraced));
   const Row &row = commands[kind];
